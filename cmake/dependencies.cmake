@@ -1,0 +1,21 @@
+# Debian's packages, as imported targets. Their headers are system headers.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+
+pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
+find_package(fmt REQUIRED)
+find_package(spdlog REQUIRED)
+
+option(WEBBACKEND_STATIC_GRPC "Link gRPC without TLS and statically: less memory, faster start" OFF)
+add_library(webbackend_grpc INTERFACE)
+if(WEBBACKEND_STATIC_GRPC)
+    include(cmake/staticgrpc.cmake)
+else()
+    pkg_check_modules(GRPC REQUIRED IMPORTED_TARGET grpc++)
+    pkg_check_modules(PROTOBUF_LITE REQUIRED IMPORTED_TARGET protobuf-lite)
+    target_link_libraries(webbackend_grpc INTERFACE PkgConfig::GRPC PkgConfig::PROTOBUF_LITE)
+endif()
+
+find_program(PROTOC protoc REQUIRED)
+find_program(GRPC_CPP_PLUGIN grpc_cpp_plugin REQUIRED)
