@@ -1,0 +1,115 @@
+#include "src/api/system.h"
+
+#include "src/api/httpexception.h"
+#include "src/api/jsonbody.h"
+#include "src/api/jsonresponse.h"
+
+#include "contracts/boardcontrol.h"
+#include "contracts/feedback.h"
+#include "platform/config/tarnconfig.h"
+#include "platform/log/log.h"
+#include "platform/toolbox/phaseconfig.h"
+
+#include <json/value.h>
+
+#include <array>
+#include <string>
+#include <utility>
+
+namespace Resources
+{
+
+namespace
+{
+
+constexpr int IdentifyEvent = 3;
+
+constexpr std::array<const char*, 31> HardwareKeys{
+    "ProductPn",          "ProductSn",        "MainboardPn",       "MainboardSn", "CustomerId",
+    "ProductVendorName",  "ProductModelName", "HwFwCompat",        "HwHasSocket", "HwHasDualSocket",
+    "HwFixedCableRating", "HwMaxCurrent",     "HwOneOrThreePhase", "HwHasLte",    "HwHasPlc",
+    "HwHasRfid",          "HwHasEthernet",    "HwHasWlan",         "HwHasTpm",    "HwHasMeter",
+    "HwHasMeterDisplay",  "HwHasRs485",       "HwHasBop",          "HwHasBuzzer", "HwHasLed",
+    "EthMacAddr",         "WlanApMacAddr",    "WlanStaMacAddr",    "PlcMacAddr",  "Hostname",
+    "HwHas4pRelay",
+};
+
+} // namespace
+
+CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
+                       std::shared_ptr<IFeedback> feedback,
+                       std::shared_ptr<TarnConfig> settings,
+                       std::shared_ptr<TarnConfig> hwinfo,
+                       std::shared_ptr<TarnConfig> fwinfo)
+    : boardControl(std::move(boardControl))
+    , feedback(std::move(feedback))
+    , settings(std::move(settings))
+    , hwinfo(std::move(hwinfo))
+    , fwinfo(std::move(fwinfo))
+{
+    LOG_ENTRY(CSystemApi, "CSystemApi");
+}
+
+CSystemApi::Response CSystemApi::Reboot(const IHttpRequest& request)
+{
+    LOG_ENTRY(CSystemApi, "Reboot");
+    const std::string rebootType = GetJsonString(ParseJsonBody(request), "RebootType");
+    if (rebootType == "SoftReboot")
+    {
+        LOG_INFO("Soft reboot requested");
+        boardControl->Reboot(ERebootType::Soft);
+    }
+    else if (rebootType == "HardReboot")
+    {
+        LOG_INFO("Hard reboot requested");
+        boardControl->Reboot(ERebootType::Hard);
+    }
+    else
+    {
+        throw HttpStatusException<400>();
+    }
+    return std::make_shared<JsonResponse>();
+}
+
+CSystemApi::Response CSystemApi::GetInfo()
+{
+    LOG_ENTRY(CSystemApi, "GetInfo");
+    Json::Value info(Json::objectValue);
+    for (const char* key : HardwareKeys)
+    {
+        info[key] = hwinfo->GetValue(key, Json::Value());
+    }
+    info["FwIdent"] = fwinfo->GetValue("FwIdent", Json::Value());
+    info["MeterFwIdent"] = fwinfo->GetValue("FwMeterVersion", Json::Value());
+
+    const CPhaseConfig phases(settings, hwinfo);
+    info["CanChargeSinglePhase"] = phases.CanChargeSinglePhase();
+    info["CanChargeThreePhases"] = phases.CanChargeThreePhases();
+    info["CanChangeChargingPhases"] = phases.CanChangeChargingPhases();
+    return std::make_shared<JsonResponse>(std::move(info));
+}
+
+CSystemApi::Response CSystemApi::GetHealth()
+{
+    LOG_ENTRY(CSystemApi, "GetHealth");
+    return std::make_shared<JsonResponse>();
+}
+
+CSystemApi::Response CSystemApi::Identify()
+{
+    LOG_ENTRY(CSystemApi, "Identify");
+    ipc::MFbEventType event;
+    event.set_type(IdentifyEvent);
+    feedback->SendEvent(event);
+    return std::make_shared<JsonResponse>();
+}
+
+CSystemApi::Response CSystemApi::GetWebInterfaceMode()
+{
+    LOG_ENTRY(CSystemApi, "GetWebInterfaceMode");
+    Json::Value mode;
+    mode["Mode"] = settings->GetBool("InstallationComplete", false) ? "dashboard" : "commissioning";
+    return std::make_shared<JsonResponse>(std::move(mode));
+}
+
+} // namespace Resources

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+
+class IBoardControl;
+class IFeedback;
+class IHttpRequest;
+class TarnConfig;
+
+namespace httpserver
+{
+class http_response;
+}
+
+namespace Resources
+{
+
+/// Handlers of the routes below /system: information about the station, and what it is told to do.
+/// Threads: any, several at the same time. A service that can't be reached is an Rpc::CommunicationException;
+/// refusals of services go unread.
+class CSystemApi
+{
+public:
+    using Response = std::shared_ptr<httpserver::http_response>;
+
+    /// @param settings  the configuration "settings"
+    /// @param hwinfo    the configuration "hwinfo"
+    /// @param fwinfo    the configuration "fwinfo"
+    CSystemApi(std::shared_ptr<IBoardControl> boardControl,
+               std::shared_ptr<IFeedback> feedback,
+               std::shared_ptr<TarnConfig> settings,
+               std::shared_ptr<TarnConfig> hwinfo,
+               std::shared_ptr<TarnConfig> fwinfo);
+
+    /// Takes {"RebootType": "SoftReboot"} or "HardReboot". Answers 204 when the board has replied, and so
+    /// possibly never.
+    /// @throws HttpStatusException<400> for any other body, and the board is left alone
+    Response Reboot(const IHttpRequest& request);
+
+    /// 200 with one object: what hwinfo says of the hardware, "FwIdent" and "MeterFwIdent", null where
+    /// nothing is known, and the booleans "CanChargeSinglePhase", "CanChargeThreePhases" and
+    /// "CanChangeChargingPhases".
+    Response GetInfo();
+
+    /// 204 for as long as the server runs.
+    Response GetHealth();
+
+    /// Has the station show which one it is. 204.
+    Response Identify();
+
+    /// 200 with {"Mode": "dashboard"} once commissioning has been finished, before that "commissioning".
+    Response GetWebInterfaceMode();
+
+private:
+    // Constant after construction
+    const std::shared_ptr<IBoardControl> boardControl;
+    const std::shared_ptr<IFeedback> feedback;
+    const std::shared_ptr<TarnConfig> settings;
+    const std::shared_ptr<TarnConfig> hwinfo;
+    const std::shared_ptr<TarnConfig> fwinfo;
+};
+
+} // namespace Resources

@@ -1,0 +1,27 @@
+#include "src/commandline.h"
+#include "src/terminatehandler.h"
+#include "src/webbackend.h"
+
+#include "platform/log/log.h"
+#include "platform/rpc/grpcbackend.h"
+#include "platform/rpc/tarnlogger.h"
+
+#include <cstdlib>
+#include <exception>
+#include <memory>
+
+int main(int argc, char** argv)
+{
+    Log::Init("Webbackend", Log::ELogLevel::Info);
+    std::set_terminate(&HandleTerminate);
+
+    SOptions options;
+    if (!ParseCommandLine(argc, argv, options))
+    {
+        return EXIT_FAILURE;
+    }
+
+    GrpcBackend::SetLogger(std::make_shared<Rpc::TarnLogger>());
+    std::make_shared<CWebbackend>(options.root)->Run();
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,33 @@
+#include "src/signalslot.h"
+
+#include <csignal>
+
+namespace
+{
+
+std::function<void(int)>& Slot()
+{
+    static std::function<void(int)> slot;
+    return slot;
+}
+
+extern "C" void HandleSignal(int number)
+{
+    if (Slot())
+    {
+        Slot()(number);
+    }
+}
+
+} // namespace
+
+void SignalSlot::Install(std::function<void(int)> callable)
+{
+    Slot().swap(callable);
+    std::signal(SIGINT, &HandleSignal);
+}
+
+void SignalSlot::Remove()
+{
+    std::signal(SIGINT, SIG_DFL);
+}

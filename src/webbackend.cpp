@@ -1,0 +1,194 @@
+#include "src/webbackend.h"
+
+#include "src/api/restserver.h"
+#include "src/api/system.h"
+#include "src/callinterrupter.h"
+#include "src/signalslot.h"
+#include "src/webbackendhsmactionhandler.h"
+#include "statemachines/utils/statemachinesutility.h"
+#include "statemachines/webbackendhsmevents.h"
+
+#include "contracts/diagnostics/diagnosticscommclient.h"
+#include "contracts/logconfigservice.h"
+#include "platform/log/log.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <stdexcept>
+
+namespace
+{
+
+constexpr std::uint16_t RestPort = 8080;
+
+/// How long the servers' handlers may go on with their service calls when the servers are stopped.
+constexpr std::chrono::milliseconds StopGrace{500};
+
+} // namespace
+
+CWebbackend::CWebbackend(const std::string& root)
+{
+    LOG_ENTRY(CWebbackend, "CWebbackend");
+    appCommunicationHost = std::make_shared<AppCommunicationHost<GrpcBackend>>(root + "etc/iipc.json");
+    processControlService = std::make_shared<CProcessControlService>();
+    worker = std::make_shared<CWorker>();
+    CDiagnosticsCommClient::Initialize(*appCommunicationHost);
+    ConstructServers(root);
+}
+
+CWebbackend::~CWebbackend()
+{
+    LOG_ENTRY(CWebbackend, "~CWebbackend");
+}
+
+template <class T>
+std::shared_ptr<T> CWebbackend::CreateClient(const std::string& name, int callSeconds, int connectSeconds)
+{
+    const std::shared_ptr<IClient<T>> client = appCommunicationHost->CreateClient<T>(name);
+    client->SetCallTimeLimit(callSeconds);
+    client->SetConnectTimeLimit(connectSeconds);
+    return client->GetInterface();
+}
+
+void CWebbackend::ConstructServers(const std::string& root)
+{
+    LOG_ENTRY(CWebbackend, "ConstructServers");
+    const auto network = TarnConfig::Create("network", root);
+    const auto secrets = TarnConfig::Create("secrets", root);
+    const auto rfidStandalone = TarnConfig::Create("rfid_standalone", root);
+    const auto ocppBackoffices = TarnConfig::Create("ocpp_backoffices", root);
+    const auto hwinfo = TarnConfig::CreateStaticOnly("hwinfo", root);
+    const auto fwinfo = TarnConfig::CreateStaticOnly("fwinfo", root);
+    settings = TarnConfig::Create("settings", root);
+
+    CreateServiceClients();
+    if (hwinfo->GetBool("HwHasMeter", false))
+    {
+        meter = CreateClient<IMeter>("MeterService", 1, 1);
+    }
+
+    const bool dashboardMode = settings->GetBool("InstallationComplete", false);
+
+    systemApi = std::make_unique<Resources::CSystemApi>(boardControl, feedback, settings, hwinfo, fwinfo);
+    restServer = std::make_shared<CRestServer>(RestPort, nullptr);
+
+    RegisterResourcesBase();
+    dashboardMode ? RegisterResourcesDashboard() : RegisterResourcesCommissioning();
+}
+
+void CWebbackend::CreateServiceClients()
+{
+    boardControl = CreateClient<IBoardControl>("BoardControl", -1, 1);
+    diagnostics = CreateClient<IDiagnostics>("Diagnostics", 1, 1);
+    feedback = CreateClient<IFeedback>("Feedback", 60, 60);
+    netM = CreateClient<INetM>("NetM", -1, 1);
+    rfid = CreateClient<IRfid>("Rfid", 1, 1);
+    currentControl = CreateClient<ICurrentControl>("CurrentControl", 1, 1);
+    sessionManager = CreateClient<ISessionManager>("SessionManager", 1, 1);
+}
+
+void CWebbackend::Run()
+{
+    LOG_ENTRY(CWebbackend, "Run");
+    hsmActionHandler = std::make_shared<CWebbackendHsmActionHandler>(weak_from_this());
+    hsm = std::make_shared<CWebbackendHsm>(hsmActionHandler);
+    ConnectInterfaces();
+    RegisterServices();
+    StartCommunication();
+    worker->Start();
+    RunStateMachine();
+    // from here on nothing may wait for a service any more
+    appCommunicationHost->InterruptCalls();
+    worker->Stop();
+    StopCommunication();
+}
+
+void CWebbackend::ConnectInterfaces()
+{
+    LOG_ENTRY(CWebbackend, "ConnectInterfaces");
+    ConnectIProcessControl(hsmActionHandler, processControlService, hsm);
+}
+
+void CWebbackend::RegisterServices()
+{
+    LOG_ENTRY(CWebbackend, "RegisterServices");
+    appCommunicationHost->AddService<IGenericControl>("WebbackendGenCtrl", processControlService);
+    appCommunicationHost->AddService<ILogConfig>("WebbackendLog", Log::CreateLogConfigService());
+}
+
+void CWebbackend::StartCommunication()
+{
+    LOG_ENTRY(CWebbackend, "StartCommunication");
+    appCommunicationHost->StartServices();
+    notificationThread = std::thread([host = appCommunicationHost] { host->HandleClientNotifications(); });
+    serverThread = std::thread([host = appCommunicationHost] { host->RunServer(); });
+}
+
+void CWebbackend::RunStateMachine()
+{
+    LOG_ENTRY(CWebbackend, "RunStateMachine");
+    const auto terminate = [this](int signalNumber)
+    {
+        if (signalNumber == SIGINT)
+        {
+            hsm->PostEvent(std::make_shared<WebbackendHsm::IntTerminate>());
+        }
+    };
+    LOG_INFO("Starting state machine");
+    SignalSlot::Install(terminate);
+    hsm->Run();
+    SignalSlot::Remove();
+    LOG_INFO("State machine stopped");
+}
+
+void CWebbackend::StopCommunication()
+{
+    LOG_ENTRY(CWebbackend, "StopCommunication");
+    // A control call that came too late for the machine would wait for ever, and the stop for the call
+    hsm->Close();
+    // What calls still reach the service object find no function in it
+    DisconnectIProcessControl(hsmActionHandler, processControlService);
+    processControlService.reset();
+    appCommunicationHost->Stop();
+    serverThread.join();
+    notificationThread.join();
+    CDiagnosticsCommClient::Shutdown();
+}
+
+void CWebbackend::StartServers()
+{
+    LOG_ENTRY(CWebbackend, "StartServers");
+    try
+    {
+        restServer->Start();
+        LOG_INFO("REST webserver started");
+    }
+    catch (const std::runtime_error&)
+    {
+        LOG_ERROR("REST webserver could not be started");
+        hsmActionHandler->Post<WebbackendHsm::IntError>();
+    }
+}
+
+void CWebbackend::StopServers()
+{
+    LOG_ENTRY(CWebbackend, "StopServers");
+    const CCallInterrupter interrupter(*appCommunicationHost, StopGrace);
+    restServer->stop();
+    LOG_INFO("REST webserver stopped");
+}
+
+void CWebbackend::StartComponents()
+{
+    LOG_ENTRY(CWebbackend, "StartComponents");
+    if (settings->HasChanged())
+    {
+        settings->Reload();
+    }
+}
+
+void CWebbackend::StopComponents()
+{
+    LOG_ENTRY(CWebbackend, "StopComponents");
+}

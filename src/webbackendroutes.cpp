@@ -1,0 +1,54 @@
+/// The routes of the REST API, in the order of their registration, by mode.
+#include "src/api/restserver.h"
+#include "src/api/system.h"
+#include "src/webbackend.h"
+
+#include "platform/log/log.h"
+
+using Resources::CSystemApi;
+
+namespace
+{
+
+using Response = std::shared_ptr<httpserver::http_response>;
+
+// Whether a route needs a session where there is a login
+constexpr bool Gated = true;
+constexpr bool Open = false;
+
+template <class Api>
+CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*handler)(const IHttpRequest&))
+{
+    return [&api, handler](const IHttpRequest& request) { return ((*api).*handler)(request); };
+}
+
+template <class Api>
+CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*handler)())
+{
+    return [&api, handler](const IHttpRequest& /*request*/) { return ((*api).*handler)(); };
+}
+
+} // namespace
+
+void CWebbackend::RegisterResourcesBase()
+{
+    LOG_ENTRY(CWebbackend, "RegisterResourcesBase");
+    using Method = EHttpMethod;
+    CRestServer& rest = *restServer;
+    rest.AddRoute(Method::Post, "/system/reboot", Handler(systemApi, &CSystemApi::Reboot), Gated);
+    rest.AddRoute(Method::Get, "/system/info", Handler(systemApi, &CSystemApi::GetInfo), Gated);
+    rest.AddRoute(Method::Get, "/system/health", Handler(systemApi, &CSystemApi::GetHealth), Open);
+    rest.AddRoute(Method::Put, "system/identify", Handler(systemApi, &CSystemApi::Identify), Gated);
+    rest.AddRoute(
+        Method::Get, "system/web-interface-mode", Handler(systemApi, &CSystemApi::GetWebInterfaceMode), Open);
+}
+
+void CWebbackend::RegisterResourcesDashboard()
+{
+    LOG_ENTRY(CWebbackend, "RegisterResourcesDashboard");
+}
+
+void CWebbackend::RegisterResourcesCommissioning()
+{
+    LOG_ENTRY(CWebbackend, "RegisterResourcesCommissioning");
+}
