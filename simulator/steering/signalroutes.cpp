@@ -1,0 +1,101 @@
+#include "simulator/messagejson.h"
+#include "simulator/steering/jsonreader.h"
+#include "simulator/steering/routes.h"
+#include "simulator/steering/steeringerror.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Simulator
+{
+
+namespace
+{
+
+/// How a JSON value becomes a value of a signal: a kind's name, which values fit, and what sets it.
+struct SKind
+{
+    std::string_view name;
+    bool (*fits)(const Json::Value&);
+    void (*set)(const Json::Value&, ipc::MDiagnosticsData&);
+};
+
+constexpr std::array Kinds{
+    SKind{"bool",
+          [](const Json::Value& value) { return value.isBool(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data) { data.set_bool_value(value.asBool()); }},
+    SKind{"int",
+          [](const Json::Value& value) { return value.isInt(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data) { data.set_int_value(value.asInt()); }},
+    SKind{"uint",
+          [](const Json::Value& value) { return value.isUInt(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data) { data.set_uint_value(value.asUInt()); }},
+    SKind{"int64",
+          [](const Json::Value& value) { return value.isInt64(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data)
+          { data.set_int64_value(value.asInt64()); }},
+    SKind{"float",
+          [](const Json::Value& value) { return value.isNumeric(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data)
+          { data.set_float_value(value.asFloat()); }},
+    SKind{"string",
+          [](const Json::Value& value) { return value.isString(); },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data)
+          { data.set_string_value(value.asString()); }}};
+
+/// The kind of a value that comes without one: the first of the table that fits.
+const SKind& KindFor(const std::optional<std::string>& name, const Json::Value& value)
+{
+    const auto* const kind =
+        std::find_if(Kinds.begin(),
+                     Kinds.end(),
+                     [&](const SKind& row) { return name ? row.name == *name : row.fits(value); });
+    if (kind == Kinds.end())
+    {
+        throw CBadRequest(name ? "Kind is none of bool, int, uint, int64, float, string"
+                               : "Value is of no kind that a signal has");
+    }
+    if (!kind->fits(value))
+    {
+        throw CBadRequest("Value is not of the kind " + *name);
+    }
+    return *kind;
+}
+
+Json::Value PostSignal(const SStation& station, const SSteeringRequest& request)
+{
+    CJsonReader reader(request.body);
+    const auto identifier = static_cast<int>(reader.Integer("Identifier", INT32_MIN, INT32_MAX));
+    if (reader.IsNull("Value"))
+    {
+        reader.RefuseOthers();
+        station.diagnostics->ClearSignal(identifier);
+        return ToJson(station.diagnostics->GetSignal(identifier));
+    }
+    const Json::Value& given = reader.Any("Value");
+    Json::Value values(Json::arrayValue);
+    given.isArray() ? values = given : values.append(given);
+    const auto kind = reader.OptionalText("Kind");
+    const auto type = reader.OptionalInteger("Type", INT32_MIN, INT32_MAX);
+    reader.RefuseOthers();
+
+    ipc::MDiagnosticsSignal signal = EmptySignal(identifier);
+    for (const Json::Value& value : values)
+    {
+        KindFor(kind, value).set(value, *signal.add_data());
+    }
+    station.diagnostics->SetSignal(signal, type ? std::optional(static_cast<int>(*type)) : std::nullopt);
+    return ToJson(signal);
+}
+
+} // namespace
+
+void AddSignalRoutes(CSteering& steering, const SStation& station)
+{
+    steering.Add("/signal", "POST", [&station](const auto& request) { return PostSignal(station, request); });
+}
+
+} // namespace Simulator
