@@ -1,0 +1,421 @@
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <regex>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "tests/e2e/stationtest.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace
+{
+
+const HttpHeaders JsonBody{{"Content-Type", "application/json"}};
+const std::string SoftReboot = R"({"RebootType": "SoftReboot"})";
+
+/// Does the same over and over, until the object goes; what is refused or broken off is tried again.
+class CRepeater
+{
+public:
+    explicit CRepeater(std::function<void()> action)
+        : thread(
+              [this, action = std::move(action)]
+              {
+                  while (!over)
+                  {
+                      try
+                      {
+                          action();
+                      }
+                      catch (const std::runtime_error&)
+                      {
+                          // as a stopped server does
+                      }
+                  }
+              })
+    {
+    }
+
+    ~CRepeater()
+    {
+        over = true;
+        thread.join();
+    }
+
+    CRepeater(const CRepeater&) = delete;
+    CRepeater& operator=(const CRepeater&) = delete;
+    CRepeater(CRepeater&&) = delete;
+    CRepeater& operator=(CRepeater&&) = delete;
+
+private:
+    std::atomic<bool> over{false};
+    std::thread thread;
+};
+
+class Lifecycle : public StationTest
+{
+protected:
+    /// A browser waits for a service that does not answer; the servers' stop waits for the browser's request.
+    void HangAReboot()
+    {
+        const std::string fault =
+            R"({"Service": "BoardControl", "Operation": "Reboot", "Hang": true, "Times": 1})";
+        ASSERT_EQ(station.Post("/fault", fault).status, 200);
+        browser = std::make_unique<CRawHttp>(RestPort);
+        browser->Send(HttpRequestText("POST", "/system/reboot", JsonBody, SoftReboot));
+        station.AwaitCall("BoardControl", "Reboot");
+    }
+
+    std::unique_ptr<CRawHttp> browser;
+
+    /// A process that has reported "Uninitialized" to a controller that waits for Control.
+    void StartUninitialized(const std::vector<std::string>& options = {})
+    {
+        StartStationWithManualController();
+        StartProcess(options);
+        station.AwaitProcessState(ReportUninitialized);
+    }
+
+    void Enable() const
+    {
+        ASSERT_EQ(Control("disable"), 0);
+        station.AwaitProcessState(ReportDisabled);
+        ASSERT_EQ(Control("enable"), 0);
+        station.AwaitProcessState(ReportEnabled);
+    }
+
+    /// Waits until the process has reported @p count states. @return all of them
+    std::vector<int> AwaitStates(std::size_t count) const
+    {
+        station.Get("/controller?after=" + std::to_string(count - 1) + "&wait=20");
+        return ReportedStates();
+    }
+};
+
+/// Somebody else on the REST port.
+class CPortTaker
+{
+public:
+    CPortTaker()
+        : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        const int on = 1;
+        setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(RestPort);
+        address.sin_addr.s_addr = htonl(INADDR_ANY);
+        bound = bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
+                listen(descriptor, 1) == 0;
+    }
+
+    ~CPortTaker() { close(descriptor); }
+    CPortTaker(const CPortTaker&) = delete;
+    CPortTaker& operator=(const CPortTaker&) = delete;
+    CPortTaker(CPortTaker&&) = delete;
+    CPortTaker& operator=(CPortTaker&&) = delete;
+
+    bool IsBound() const { return bound; }
+
+private:
+    const int descriptor;
+    bool bound = false;
+};
+
+int HealthStatus()
+{
+    return HttpRequest(RestPort, "GET", "/system/health").status;
+}
+
+} // namespace
+
+TEST_F(Lifecycle, ControllerBringsTheProcessFromUninitializedByDisabledToEnabled)
+{
+    StartUninitialized();
+    EXPECT_FALSE(CRawHttp::CanConnect(RestPort));
+
+    EXPECT_EQ(Control("enable"), 1);
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    EXPECT_FALSE(CRawHttp::CanConnect(RestPort));
+    EXPECT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+
+    EXPECT_EQ(HealthStatus(), 204);
+    EXPECT_THAT(ReportedStates(), ElementsAre(1, 2, 3));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, DisableStopsTheServersAndTheSecondEnableStartsThemAgain)
+{
+    StartUninitialized();
+    Enable();
+
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+    EXPECT_FALSE(CRawHttp::CanConnect(RestPort));
+    EXPECT_EQ(Control("enable"), 0);
+    EXPECT_THAT(AwaitStates(5), ElementsAre(1, 2, 3, 2, 3));
+
+    EXPECT_EQ(HealthStatus(), 204);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, RepeatedRequestsAreHandledAndTheReportRepeated)
+{
+    StartUninitialized();
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_THAT(AwaitStates(3), ElementsAre(1, 2, 2));
+    EXPECT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+    CRawHttp connection(RestPort);
+    EXPECT_EQ(connection.Request("GET", "/system/health").status, 204);
+
+    EXPECT_EQ(Control("enable"), 0);
+
+    EXPECT_THAT(AwaitStates(5), ElementsAre(1, 2, 2, 3, 3));
+    // nothing was restarted: the connection is still there
+    EXPECT_EQ(connection.Request("GET", "/system/health").status, 204);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, AliveIsSentAtOnceAndEveryFourSecondsInEnabledOnly)
+{
+    StartUninitialized();
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    EXPECT_EQ(station.Get("/controller").body["Alive"]["Count"].asInt(), 0);
+
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Control("enable"), 0);
+    station.Get("/controller?alive=1&wait=20");
+    const auto first = std::chrono::steady_clock::now();
+    EXPECT_LT(first - begin, std::chrono::seconds(3));
+    EXPECT_EQ(station.Get("/controller?alive=2&wait=20").body["Alive"]["Count"].asInt(), 2);
+    const auto second = std::chrono::steady_clock::now();
+    EXPECT_GT(second - begin, std::chrono::milliseconds(3500));
+    EXPECT_LT(second - first, std::chrono::seconds(6));
+
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    EXPECT_EQ(station.Get("/controller?alive=3&wait=5").body["Alive"]["Count"].asInt(), 2);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, BusyPortLeadsThroughErrorBackToDisabledAndTheNextEnableWorks)
+{
+    StartUninitialized();
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    {
+        const CPortTaker taker;
+        ASSERT_TRUE(taker.IsBound());
+        EXPECT_EQ(Control("enable"), 0);
+        EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 4, 2));
+    }
+    EXPECT_TRUE(process->AwaitErrorLine("REST webserver could not be started"));
+
+    EXPECT_EQ(Control("enable"), 0);
+
+    EXPECT_THAT(AwaitStates(5), ElementsAre(1, 2, 4, 2, 3));
+    EXPECT_EQ(HealthStatus(), 204);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, ControllerThatComesLateLearnsTheState)
+{
+    StartStationWithManualController();
+    StartProcess();
+    station.AwaitProcessState(ReportUninitialized);
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    simulator.reset();
+
+    StartStationWithManualController();
+
+    station.AwaitProcessState(ReportDisabled);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SigintInUninitializedEndsTheProcess)
+{
+    StartUninitialized();
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SigintInDisabledEndsTheProcess)
+{
+    StartUninitialized();
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SigintWithoutAnyControllerOrServiceEndsTheProcess)
+{
+    StartProcess({"-vv"});
+    ASSERT_TRUE(process->AwaitErrorLine("State Uninitialized: entry"));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SecondSigintIsHandledLikeAnyOtherEvent)
+{
+    StartUninitialized({"-vv"});
+    Enable();
+    HangAReboot();
+    process->Signal(SIGINT);
+    ASSERT_TRUE(process->AwaitErrorLine("CWebbackend::StopServers"));
+
+    process->Signal(SIGINT);
+
+    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+    EXPECT_THAT(process->Errors(), HasSubstr("State Terminating: event recv IntTerminate"));
+}
+
+TEST_F(Lifecycle, HungServiceDoesNotHoldUpTheEnd)
+{
+    StartUninitialized();
+    Enable();
+    HangAReboot();
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, HungServiceDoesNotHoldUpTheDisableAndIsCalledAgainAfterTheNextEnable)
+{
+    StartUninitialized();
+    Enable();
+    HangAReboot();
+
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+    EXPECT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+
+    EXPECT_EQ(HttpRequest(RestPort, "POST", "/system/reboot", JsonBody, SoftReboot).status, 204);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, ControlCallWhileTheMachineLeavesEnabledForGoodIsRefused)
+{
+    StartUninitialized({"-vv"});
+    Enable();
+    HangAReboot();
+    process->Signal(SIGINT);
+    ASSERT_TRUE(process->AwaitErrorLine("CWebbackend::StopServers"));
+
+    EXPECT_EQ(Control("enable"), 1);
+
+    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+}
+
+TEST_F(Lifecycle, StationThatStandsStillDoesNotHoldUpTheEnd)
+{
+    StartUninitialized();
+    Enable();
+    simulator->Signal(SIGSTOP);
+    ExpectCleanEnd();
+    simulator->Signal(SIGCONT);
+}
+
+TEST_F(Lifecycle, ControlCallsDuringSigintNeverHoldUpTheEnd)
+{
+    for (int round = 0; round < 5; ++round)
+    {
+        StartUninitialized();
+        const CRepeater controller(
+            [this]
+            {
+                Control("disable");
+                Control("enable");
+            });
+        AwaitStates(static_cast<std::size_t>(3 + round));
+        process->Signal(SIGINT);
+        EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+    }
+}
+
+TEST_F(Lifecycle, RequestsBeforeDuringAndAfterStartAndStopDoNoHarm)
+{
+    StartUninitialized();
+    std::vector<std::unique_ptr<CRepeater>> browsers;
+    for (const std::size_t size : {std::size_t(0), std::size_t(100), std::size_t(1000000)})
+    {
+        browsers.push_back(std::make_unique<CRepeater>(
+            [body = "\"" + std::string(size, 'x') + "\""]
+            { HttpRequest(RestPort, "POST", "/system/reboot", JsonBody, body); }));
+    }
+    EXPECT_EQ(Control("disable"), 0);
+    for (int round = 0; round < 10; ++round)
+    {
+        station.AwaitProcessState(ReportDisabled);
+        EXPECT_EQ(Control("enable"), 0);
+        station.AwaitProcessState(ReportEnabled);
+        if (round < 9)
+        {
+            EXPECT_EQ(Control("disable"), 0);
+        }
+    }
+    process->Signal(SIGINT);
+    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+}
+
+TEST_F(Lifecycle, SettingsThatAnotherProcessChangedAreReadAtTheNextEnable)
+{
+    StartUninitialized();
+    Enable();
+    const std::string path = "/system/web-interface-mode";
+    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("dashboard"));
+    root.Write("data/config/settings.json", R"({"InstallationComplete": false})");
+    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("dashboard"));
+
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+    EXPECT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+
+    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("commissioning"));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, LogTellsTheStepsOfALifeWithTheirSources)
+{
+    StartUninitialized();
+    Enable();
+    ExpectCleanEnd();
+
+    const std::string log = process->Errors();
+    const std::regex order("[^]*\\(src/webbackend:\\d+\\) Starting state machine\n"
+                           "[^]*\\(src/webbackend:\\d+\\) REST webserver started\n"
+                           "[^]*\\(src/webbackend:\\d+\\) REST webserver stopped\n"
+                           "[^]*\\(src/webbackend:\\d+\\) State machine stopped\n[^]*");
+    EXPECT_TRUE(std::regex_match(log, order)) << log;
+}
+
+TEST_F(Lifecycle, TraceShowsEachStepOfTheMachineWithoutSource)
+{
+    StartUninitialized({"-vv"});
+    ASSERT_TRUE(process->AwaitErrorLine("] State Statemachine: init"));
+    ASSERT_TRUE(process->AwaitErrorLine("] State Uninitialized: entry"));
+    EXPECT_EQ(Control("enable"), 1);
+    EXPECT_TRUE(process->AwaitErrorLine("] State Uninitialized: event recv ExtEnableReq"));
+    EXPECT_TRUE(process->AwaitErrorLine("] State Statemachine: event unhn ExtEnableReq"));
+    EXPECT_TRUE(process->AwaitErrorLine(" IEnableCall"));
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_TRUE(process->AwaitErrorLine("] State Uninitialized: event hndl ExtDisableReq"));
+    EXPECT_TRUE(process->AwaitErrorLine("] State Uninitialized: exit"));
+    EXPECT_TRUE(process->AwaitErrorLine("] State Initializing: entry"));
+    EXPECT_THAT(process->Errors(), HasSubstr("(../statemachines/utils/statemachinesutility:"));
+    ExpectCleanEnd();
+}

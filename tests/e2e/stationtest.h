@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/childprocess.h"
+#include "tests/support/rawhttp.h"
+#include "tests/support/stationroot.h"
+#include "tests/support/steeringclient.h"
+
+constexpr std::uint16_t RestPort = 8080;
+constexpr std::uint16_t SteeringPort = 8090;
+
+/// What the process reports to its controller.
+enum EReport : int
+{
+    ReportUninitialized = 1,
+    ReportDisabled = 2,
+    ReportEnabled = 3,
+    ReportError = 4
+};
+
+/// The real process in a station of its own: a root directory, a private network, and the simulated station
+/// as a program beside it.
+class StationTest : public testing::Test
+{
+protected:
+    StationTest();
+
+    /// Brings the station up. Without a hand on the controller the process will be enabled by it.
+    void StartStation();
+
+    /// The same, but the controller waits for Control.
+    void StartStationWithManualController();
+
+    /// @param options  in front of the root
+    void StartProcess(const std::vector<std::string>& options = {});
+
+    /// Station and process, up to "Enabled".
+    void StartAll();
+
+    /// Has the controller ask the process to "enable" or "disable". @return the result code, -1 for a failed
+    /// call
+    int Control(const std::string& request) const;
+
+    /// Ends the process by SIGINT and expects status 0 within a second.
+    void ExpectCleanEnd();
+
+    /// States that the process has reported so far.
+    std::vector<int> ReportedStates() const;
+
+    CStationRoot root;
+    const CSteeringClient station{SteeringPort};
+    std::unique_ptr<CChildProcess> simulator;
+    std::unique_ptr<CChildProcess> process;
+};

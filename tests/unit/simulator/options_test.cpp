@@ -1,0 +1,79 @@
+#include "simulator/options.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+using Simulator::ParseOptions;
+using Simulator::SOptions;
+
+namespace
+{
+
+SOptions Parse(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), "stationsim");
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments)
+    {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    return ParseOptions(static_cast<int>(arguments.size()), pointers.data());
+}
+
+} // namespace
+
+TEST(SimulatorOptions, RootAloneGivesTheDefaults)
+{
+    const SOptions options = Parse({"-r", "/station"});
+    EXPECT_EQ(options.simulator.root, "/station");
+    EXPECT_EQ(options.simulator.steerPort, 8090);
+    EXPECT_EQ(options.simulator.script, std::nullopt);
+    EXPECT_EQ(options.simulator.logDirectory, "");
+    EXPECT_EQ(options.simulator.firmwarePackage, "/tmp/update/package.swu");
+    EXPECT_FALSE(options.isVerbose);
+    EXPECT_FALSE(options.isHelpWanted);
+}
+
+TEST(SimulatorOptions, AllOptionsAreTaken)
+{
+    const SOptions options = Parse({"--root",
+                                    "/station",
+                                    "--script",
+                                    "steps.json",
+                                    "--steer-port",
+                                    "0",
+                                    "--log-dir",
+                                    "/log",
+                                    "--package",
+                                    "/p.swu",
+                                    "-v"});
+    EXPECT_EQ(options.simulator.root, "/station");
+    EXPECT_EQ(options.simulator.script, "steps.json");
+    EXPECT_EQ(options.simulator.steerPort, 0);
+    EXPECT_EQ(options.simulator.logDirectory, "/log");
+    EXPECT_EQ(options.simulator.firmwarePackage, "/p.swu");
+    EXPECT_TRUE(options.isVerbose);
+}
+
+TEST(SimulatorOptions, HelpNeedsNoRoot)
+{
+    EXPECT_TRUE(Parse({"-h"}).isHelpWanted);
+}
+
+TEST(SimulatorOptions, WrongCommandLinesAreRefused)
+{
+    const std::vector<std::vector<std::string>> wrong{{},
+                                                      {"-r"},
+                                                      {"-r", "/station", "--steer-port", "65536"},
+                                                      {"-r", "/station", "--steer-port", "80a"},
+                                                      {"-r", "/station", "--steer-port", "-1"},
+                                                      {"-r", "/station", "--unknown"},
+                                                      {"-r", "/station", "surplus"}};
+    for (const auto& arguments : wrong)
+    {
+        EXPECT_THROW(Parse(arguments), std::runtime_error) << testing::PrintToString(arguments);
+    }
+}
