@@ -44,38 +44,41 @@ void CEventLoop::Run()
 
 void CEventLoop::Post(std::function<void()> task)
 {
-    const std::lock_guard lock(mutex);
-    if (!closed)
+    if (Add(std::move(task)))
     {
-        tasks.push_back(std::move(task));
         Wake();
     }
 }
 
 void CEventLoop::Close(std::function<void()> lastTask)
 {
-    const std::lock_guard lock(mutex);
-    if (!closed)
+    const auto end = [this, lastTask = std::move(lastTask)]
     {
-        tasks.push_back(
-            [this, lastTask = std::move(lastTask)]
-            {
-                lastTask();
-                queue->Shutdown();
-            });
+        lastTask();
+        queue->Shutdown();
+    };
+    if (Add(end, true))
+    {
         Wake();
-        closed = true;
     }
+}
+
+bool CEventLoop::Add(std::function<void()> task, bool last)
+{
+    const std::lock_guard lock(mutex);
+    if (closed)
+    {
+        return false;
+    }
+    tasks.push_back(std::move(task));
+    closed = last;
+    return !std::exchange(wakePending, true);
 }
 
 void CEventLoop::Wake()
 {
-    if (!wakePending)
-    {
-        wakePending = true;
-        // a time that has passed: the present one, rounded up, would start a timer of the library
-        alarm.Set(queue.get(), gpr_inf_past(GPR_CLOCK_MONOTONIC), &wakeUp);
-    }
+    // a time that has passed: the present one, rounded up, would start a timer of the library
+    alarm.Set(queue.get(), gpr_inf_past(GPR_CLOCK_MONOTONIC), &wakeUp);
 }
 
 void CEventLoop::RunTasks()

@@ -75,6 +75,9 @@ public:
 
 private:
     void Run();
+
+    /// @return whether the thread must be woken, by the caller and outside the lock: it would meet the lock
+    bool Add(std::function<void()> task, bool last = false);
     void Wake();
     void RunTasks();
 
@@ -82,10 +85,12 @@ private:
     const std::unique_ptr<grpc::ServerCompletionQueue> queue;
     COperation wakeUp;
 
+    // Touched by the one thread that has set wakePending, until the loop clears it
+    grpc::Alarm alarm;
+
     std::mutex mutex;
 
     // Guarded by mutex
-    grpc::Alarm alarm;
     std::vector<std::function<void()>> tasks;
     bool wakePending = false;
     bool closed = false;

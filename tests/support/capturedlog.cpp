@@ -51,22 +51,66 @@ private:
     std::vector<SLine> lines;
 };
 
+namespace
+{
+
+/// Hands each line to the capturing sinks that are registered. It stays in the log for good: threads of a
+/// test may log while a capture comes or goes.
+class CDispatcher : public spdlog::sinks::base_sink<std::mutex>
+{
+public:
+    void Register(const std::shared_ptr<spdlog::sinks::sink>& sink)
+    {
+        const std::lock_guard lock(mutex_);
+        sinks.push_back(sink);
+    }
+
+    void Unregister(const std::shared_ptr<spdlog::sinks::sink>& sink)
+    {
+        const std::lock_guard lock(mutex_);
+        sinks.erase(std::remove(sinks.begin(), sinks.end(), sink), sinks.end());
+    }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& message) override
+    {
+        for (const std::shared_ptr<spdlog::sinks::sink>& sink : sinks)
+        {
+            sink->log(message);
+        }
+    }
+
+    void flush_() override {}
+
+private:
+    std::vector<std::shared_ptr<spdlog::sinks::sink>> sinks;
+};
+
+/// Opens the log before main, when no other thread can be at it.
+std::shared_ptr<CDispatcher> OpenLog()
+{
+    auto dispatcher = std::make_shared<CDispatcher>();
+    Log::Init("test", Log::ELogLevel::Critical);
+    Log::EnableConsoleLogging(false);
+    Log::mSyslogSink->sinks().assign({dispatcher});
+    return dispatcher;
+}
+
+const std::shared_ptr<CDispatcher> dispatcher = OpenLog();
+
+} // namespace
+
 CCapturedLog::CCapturedLog(Log::ELogLevel level)
     : sink(std::make_shared<CSink>())
 {
-    if (!Log::mSyslogSink)
-    {
-        Log::Init("test", Log::ELogLevel::Critical);
-        Log::EnableConsoleLogging(false);
-    }
-    Log::mSyslogSink->sinks().assign({sink});
+    dispatcher->Register(sink);
     Log::SetLogLevel(level);
 }
 
 CCapturedLog::~CCapturedLog()
 {
     Log::SetLogLevel(Log::ELogLevel::Critical);
-    Log::mSyslogSink->sinks().clear();
+    dispatcher->Unregister(sink);
 }
 
 std::vector<CCapturedLog::SLine> CCapturedLog::Lines() const
