@@ -5,9 +5,9 @@ cd "$ROOT"
 
 # Debian packages for building, testing and running
 PACKAGES=(
-    ca-certificates ccache clang-format cmake curl g++ git iproute2 libbenchmark-dev libfmt-dev libgmock-dev
-    libgrpc++-dev libgtest-dev libjsoncpp-dev libmicrohttpd-dev libprotobuf-dev libspdlog-dev mold ninja-build
-    pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
+    ca-certificates ccache clang-format cmake curl g++ git iproute2 libbenchmark-dev libcrypt-dev libfmt-dev
+    libgmock-dev libgrpc++-dev libgtest-dev libjsoncpp-dev libmicrohttpd-dev libprotobuf-dev libspdlog-dev
+    libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
 )
 
 # ccache must see the paths as they are: it would hand out objects whose log lines show another path
