@@ -12,9 +12,8 @@
 class IGenericControl : public Rpc::CInterface
 {
 public:
-    /// @return status 0 when the process took the request up, 1 when it doesn't fit its present state. The
-    /// outcome
-    ///         arrives later as a state.
+    /// @return status 0 when the process took the request up, 1 when it doesn't fit its present state. What
+    /// comes of it arrives later, as a state.
     virtual ipc::MResult Enable() = 0;
     virtual ipc::MResult Disable() = 0;
 

@@ -10,6 +10,9 @@ PACKAGES=(
     libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
 )
 
+# What the tests need besides
+TEST_PACKAGES=(chromium chromium-driver python3-selenium)
+
 # ccache must see the paths as they are: it would hand out objects whose log lines show another path
 unset CCACHE_BASEDIR
 
@@ -17,10 +20,10 @@ as_root() {
     if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# Installs those of the packages that are missing.
+# install_missing PACKAGE...: installs those that are missing.
 install_missing() {
     local missing=() package
-    for package in "${PACKAGES[@]}"; do
+    for package in "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
     done
     [ ${#missing[@]} = 0 ] && return

@@ -50,8 +50,7 @@ class CStationSim
 {
 public:
     /// @throws std::runtime_error if another simulator runs in the root, or the transport configuration or
-    /// the script
-    ///         is unusable
+    /// the script is unusable
     explicit CStationSim(const SSimulatorSettings& settings);
 
     /// Stops.

@@ -1,8 +1,10 @@
 #include "src/webbackend.h"
 
+#include "src/api/authentication.h"
 #include "src/api/restserver.h"
 #include "src/api/system.h"
 #include "src/callinterrupter.h"
+#include "src/session/authorization.h"
 #include "src/signalslot.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -21,6 +23,10 @@ namespace
 {
 
 constexpr std::uint16_t RestPort = 8080;
+
+/// Seconds that a session lives after its last request, unless it is a persistent one.
+constexpr std::uint64_t SessionTimeout = 900;
+constexpr bool OmitSameSite = false;
 
 /// How long the servers' handlers may go on with their service calls when the servers are stopped.
 constexpr std::chrono::milliseconds StopGrace{500};
@@ -69,9 +75,12 @@ void CWebbackend::ConstructServers(const std::string& root)
     }
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
+    const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
 
+    authenticationApi =
+        std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(boardControl, feedback, settings, hwinfo, fwinfo);
-    restServer = std::make_shared<CRestServer>(RestPort, nullptr);
+    restServer = std::make_shared<CRestServer>(RestPort, authorization);
 
     RegisterResourcesBase();
     dashboardMode ? RegisterResourcesDashboard() : RegisterResourcesCommissioning();

@@ -31,8 +31,9 @@ class CWebbackendHsmActionHandler;
 
 namespace Resources
 {
+class CAuthenticationApi;
 class CSystemApi;
-}
+} // namespace Resources
 
 /// The application object: makes everything in one order, and takes it down in the reverse one.
 /// Threads: all public operations on the main thread. Without a lock, since the members are set before the
@@ -92,6 +93,7 @@ private:
     std::shared_ptr<CWebbackendHsm> hsm;
     std::thread serverThread;
     std::thread notificationThread;
+    std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<TarnConfig> settings;

@@ -1,10 +1,12 @@
 /// The routes of the REST API, in the order of their registration, by mode.
+#include "src/api/authentication.h"
 #include "src/api/restserver.h"
 #include "src/api/system.h"
 #include "src/webbackend.h"
 
 #include "platform/log/log.h"
 
+using Resources::CAuthenticationApi;
 using Resources::CSystemApi;
 
 namespace
@@ -35,6 +37,8 @@ void CWebbackend::RegisterResourcesBase()
     LOG_ENTRY(CWebbackend, "RegisterResourcesBase");
     using Method = EHttpMethod;
     CRestServer& rest = *restServer;
+    rest.AddRoute(
+        Method::Get, "/auth/status", Handler(authenticationApi, &CAuthenticationApi::GetStatus), Open);
     rest.AddRoute(Method::Post, "/system/reboot", Handler(systemApi, &CSystemApi::Reboot), Gated);
     rest.AddRoute(Method::Get, "/system/info", Handler(systemApi, &CSystemApi::GetInfo), Gated);
     rest.AddRoute(Method::Get, "/system/health", Handler(systemApi, &CSystemApi::GetHealth), Open);
@@ -46,6 +50,15 @@ void CWebbackend::RegisterResourcesBase()
 void CWebbackend::RegisterResourcesDashboard()
 {
     LOG_ENTRY(CWebbackend, "RegisterResourcesDashboard");
+    using Method = EHttpMethod;
+    CRestServer& rest = *restServer;
+    rest.AddRoute(Method::Post, "/auth/login", Handler(authenticationApi, &CAuthenticationApi::Login), Open);
+    rest.AddRoute(
+        Method::Post, "/auth/logout", Handler(authenticationApi, &CAuthenticationApi::Logout), Open);
+    rest.AddRoute(Method::Post,
+                  "/auth/verify-password",
+                  Handler(authenticationApi, &CAuthenticationApi::VerifyPassword),
+                  Open);
 }
 
 void CWebbackend::RegisterResourcesCommissioning()

@@ -85,9 +85,8 @@ public:
     std::vector<std::string> GetKeys() const;
 
     /// Sets one key. A value equal to the one in force writes nothing and calls nobody.
-    /// @throws std::runtime_error if the file can't be written: the value in force is the one of before, or,
-    /// if only its
-    ///         safety against a power cut is in doubt, the new one
+    /// @throws std::runtime_error if the file can't be written: the value in force is the one of before, or
+    /// the new one if only its safety against a power cut is in doubt
     /// @throws std::logic_error on a static-only configuration
     void SetBool(std::string_view key, bool value);
     void SetString(std::string_view key, std::string_view value);

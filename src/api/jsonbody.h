@@ -9,8 +9,7 @@
 
 /// The JSON value that the body holds. What stands behind the first value is not looked at.
 /// @throws HttpStatusException<400> with the message "Could not parse body: " and the parser's words, also
-/// for an
-///         empty body
+/// for an empty body
 /// @throws Json::Exception if the nesting is deeper than the parser goes, 1000 levels
 Json::Value ParseJsonBody(const IHttpRequest& request);
 

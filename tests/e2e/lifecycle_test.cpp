@@ -21,7 +21,6 @@ using testing::HasSubstr;
 namespace
 {
 
-const HttpHeaders JsonBody{{"Content-Type", "application/json"}};
 const std::string SoftReboot = R"({"RebootType": "SoftReboot"})";
 
 /// Does the same over and over, until the object goes; what is refused or broken off is tried again.
@@ -73,7 +72,7 @@ protected:
             R"({"Service": "BoardControl", "Operation": "Reboot", "Hang": true, "Times": 1})";
         ASSERT_EQ(station.Post("/fault", fault).status, 200);
         browser = std::make_unique<CRawHttp>(RestPort);
-        browser->Send(HttpRequestText("POST", "/system/reboot", JsonBody, SoftReboot));
+        browser->Send(HttpRequestText("POST", "/system/reboot", LoggedInWithJson, SoftReboot));
         station.AwaitCall("BoardControl", "Reboot");
     }
 
@@ -303,7 +302,7 @@ TEST_F(Lifecycle, HungServiceDoesNotHoldUpTheDisableAndIsCalledAgainAfterTheNext
     EXPECT_EQ(Control("enable"), 0);
     station.AwaitProcessState(ReportEnabled);
 
-    EXPECT_EQ(HttpRequest(RestPort, "POST", "/system/reboot", JsonBody, SoftReboot).status, 204);
+    EXPECT_EQ(HttpRequest(RestPort, "POST", "/system/reboot", LoggedInWithJson, SoftReboot).status, 204);
     ExpectCleanEnd();
 }
 
@@ -354,7 +353,7 @@ TEST_F(Lifecycle, RequestsBeforeDuringAndAfterStartAndStopDoNoHarm)
     {
         browsers.push_back(std::make_unique<CRepeater>(
             [body = "\"" + std::string(size, 'x') + "\""]
-            { HttpRequest(RestPort, "POST", "/system/reboot", JsonBody, body); }));
+            { HttpRequest(RestPort, "POST", "/system/reboot", LoggedInWithJson, body); }));
     }
     EXPECT_EQ(Control("disable"), 0);
     for (int round = 0; round < 10; ++round)

@@ -21,7 +21,12 @@ constexpr std::chrono::milliseconds LongestEnd{1000};
 
 } // namespace
 
-StationTest::StationTest() = default;
+StationTest::StationTest()
+{
+    // expires in the year 2100
+    root.Write("data/config/secrets.json",
+               R"({"WebSessions": [{"Key": ")" + SessionKey + R"(", "Expiry": 4102444800}]})");
+}
 
 void StationTest::StartStation()
 {

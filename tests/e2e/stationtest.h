@@ -14,6 +14,12 @@
 constexpr std::uint16_t RestPort = 8080;
 constexpr std::uint16_t SteeringPort = 8090;
 
+/// A persistent session that every station of these tests has from the start.
+inline const std::string SessionKey = "5e5510" + std::string(58, '0');
+inline const HttpHeaders LoggedIn{{"Cookie", "sessionid=" + SessionKey}};
+inline const HttpHeaders LoggedInWithJson{{"Cookie", "sessionid=" + SessionKey},
+                                          {"Content-Type", "application/json"}};
+
 /// What the process reports to its controller.
 enum EReport : int
 {

@@ -14,8 +14,6 @@ using testing::HasSubstr;
 namespace
 {
 
-const HttpHeaders JsonBody{{"Content-Type", "application/json"}};
-
 Json::Value Parse(const std::string& text)
 {
     Json::Value value;
@@ -24,7 +22,7 @@ Json::Value Parse(const std::string& text)
     return value;
 }
 
-SHttpResponse Reboot(const std::string& body, const HttpHeaders& headers = JsonBody)
+SHttpResponse Reboot(const std::string& body, const HttpHeaders& headers = LoggedInWithJson)
 {
     return HttpRequest(RestPort, "POST", "/system/reboot", headers, body);
 }
@@ -70,8 +68,8 @@ private:
             CRawHttp connection(RestPort);
             while (!over)
             {
-                const SHttpResponse response =
-                    connection.Request("POST", "/system/reboot", JsonBody, R"({"RebootType": "SoftReboot"})");
+                const SHttpResponse response = connection.Request(
+                    "POST", "/system/reboot", LoggedInWithJson, R"({"RebootType": "SoftReboot"})");
                 if (response.status != 204 && response.status != 500)
                 {
                     unexpected.Add(response.statusLine);
@@ -110,7 +108,7 @@ TEST_F(System, InfoGivesThirtySixKeysFromTheStationsFiles)
     root.RemoveDefault("hwinfo", "HwHasRfid");
     StartAll();
 
-    const SHttpResponse response = HttpRequest(RestPort, "GET", "/system/info");
+    const SHttpResponse response = HttpRequest(RestPort, "GET", "/system/info", LoggedIn);
 
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.Header("Content-Type"), "application/json");
@@ -170,7 +168,7 @@ TEST_F(System, IdentifySendsEventThree)
 {
     StartAll();
 
-    EXPECT_EQ(HttpRequest(RestPort, "PUT", "/system/identify").status, 204);
+    EXPECT_EQ(HttpRequest(RestPort, "PUT", "/system/identify", LoggedIn).status, 204);
 
     EXPECT_EQ(station.AwaitCall("Feedback", "SendEvent")["Request"]["Type"].asInt(), 3);
     ExpectCleanEnd();
@@ -185,7 +183,7 @@ TEST_F(System, AbsentServiceIsA500ThatNamesItAndTheRestGoesOn)
 
     EXPECT_EQ(response.status, 500);
     EXPECT_THAT(response.body, HasSubstr("BoardControl.Reboot: "));
-    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info").status, 200);
+    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info", LoggedIn).status, 200);
     station.Post("/service", R"({"Service": "BoardControl", "State": "up"})");
     EXPECT_EQ(Reboot(R"({"RebootType": "SoftReboot"})").status, 204);
     ExpectCleanEnd();
@@ -210,7 +208,7 @@ TEST_F(System, ProcessStartsAndAnswersWithAllServicesAbsent)
     station.AwaitProcessState(ReportEnabled);
 
     EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/health").status, 204);
-    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info").status, 200);
+    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info", LoggedIn).status, 200);
     EXPECT_EQ(Reboot(R"({"RebootType": "SoftReboot"})").status, 500);
     ExpectCleanEnd();
 }
@@ -220,11 +218,12 @@ TEST_F(System, HungServiceHoldsUpItsOwnRequestOnly)
     StartAll();
     station.Post("/fault", R"({"Service": "BoardControl", "Operation": "Reboot", "Hang": true})");
     CRawHttp waiting(RestPort);
-    waiting.Send(HttpRequestText("POST", "/system/reboot", JsonBody, R"({"RebootType": "SoftReboot"})"));
+    waiting.Send(
+        HttpRequestText("POST", "/system/reboot", LoggedInWithJson, R"({"RebootType": "SoftReboot"})"));
     station.AwaitCall("BoardControl", "Reboot");
 
     EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/health").status, 204);
-    EXPECT_EQ(HttpRequest(RestPort, "PUT", "/system/identify").status, 204);
+    EXPECT_EQ(HttpRequest(RestPort, "PUT", "/system/identify", LoggedIn).status, 204);
 
     station.Post("/service", R"({"Service": "BoardControl", "State": "down"})");
     EXPECT_EQ(waiting.Receive().status, 500);
@@ -259,7 +258,7 @@ TEST_F(System, BadRebootBodiesAreA400AndTheBoardIsLeftAlone)
     EXPECT_EQ(Reboot("{}").body, badRequest);
     EXPECT_THAT(Reboot("").body, HasSubstr("Could not parse body: "));
     EXPECT_THAT(Reboot("{").body, HasSubstr("Could not parse body: "));
-    EXPECT_EQ(Reboot(R"({"RebootType": "SoftReboot"})", {}).body, "\"\\\"Invalid content type\\\"\"\n");
+    EXPECT_EQ(Reboot(R"({"RebootType": "SoftReboot"})", LoggedIn).body, "\"\\\"Invalid content type\\\"\"\n");
     EXPECT_EQ(Reboot(R"({"RebootType": "SoftReboot"})", {{"Content-Type", "application/json; charset=utf-8"}})
                   .status,
               400);
@@ -291,7 +290,7 @@ TEST_F(System, UnknownPathsAndMethodsAreRefused)
     EXPECT_EQ(wrongMethod.status, 405);
     EXPECT_EQ(wrongMethod.body, "\"Method not Allowed\"\n");
     EXPECT_EQ(HttpRequest(RestPort, "OPTIONS", "/system/info").status, 405);
-    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info/below").status, 200);
+    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info/below", LoggedIn).status, 200);
     ExpectCleanEnd();
 }
 

@@ -13,9 +13,10 @@ public:
     CFakeRequest() = default;
 
     /// A POST with a body.
-    explicit CFakeRequest(std::string content)
+    explicit CFakeRequest(std::string content, std::map<std::string, std::string> cookies = {})
         : method("POST")
         , content(std::move(content))
+        , cookies(std::move(cookies))
     {
     }
 

@@ -29,6 +29,9 @@ namespace
 class Clients : public testing::Test
 {
 protected:
+    /// Before any host exists.
+    static void SetUpTestSuite() { GrpcBackend::SetLogger(std::make_shared<Rpc::TarnLogger>()); }
+
     using Host = AppCommunicationHost<GrpcBackend>;
 
     ~Clients() override
@@ -218,7 +221,6 @@ TEST_F(Clients, NotificationsComeBackAfterEachRestartOfTheService)
 TEST_F(Clients, ReceiverThatThrowsEndsThatNotificationOnlyWithAnErrorLine)
 {
     const CCapturedLog log;
-    GrpcBackend::SetLogger(std::make_shared<Rpc::TarnLogger>());
     station.Start();
     const auto manager = Client<ISessionManager>("SessionManager", 1, 1);
     CCollector<int> states;

@@ -83,6 +83,7 @@ public:
                   {
                       received.Add(message);
                   }
+                  ended.Add(true);
               })
     {
     }
@@ -99,6 +100,7 @@ public:
     CStream& operator=(CStream&&) = delete;
 
     CCollector<Message> received;
+    CCollector<bool> ended;
 
 private:
     grpc::ClientContext context;
@@ -225,10 +227,13 @@ TEST_F(OfferedServices, AliveReachesTheSubscriber)
     CStream<ipc::MVoid> alive([this](grpc::ClientContext* context)
                               { return controller->SubscribeAlive(context, ipc::MVoid()); });
     // a subscription is taken up in its own time: send until one arrives
-    while (alive.received.Await(1, std::chrono::milliseconds(10)).empty())
+    std::vector<ipc::MVoid> received;
+    for (int round = 0; received.empty() && round < 1000; ++round)
     {
         control->AliveOutput();
+        received = alive.received.Await(1, std::chrono::milliseconds(10));
     }
+    EXPECT_FALSE(received.empty());
 }
 
 TEST_F(OfferedServices, ReportsDoNotWaitForASubscriberThatDoesNotRead)
@@ -241,7 +246,9 @@ TEST_F(OfferedServices, ReportsDoNotWaitForASubscriberThatDoesNotRead)
     }
     control->Report(ipc::EStateEnabled);
 
-    EXPECT_THAT(Numbers(SubscribeState()->received.Await(1)).back(), testing::AnyOf(2, 3));
+    const std::vector<int> states = Numbers(SubscribeState()->received.Await(1));
+    ASSERT_FALSE(states.empty());
+    EXPECT_THAT(states.front(), testing::AnyOf(2, 3));
     context.TryCancel();
 }
 
@@ -252,6 +259,8 @@ TEST_F(OfferedServices, StopEndsTheStreamsOfSubscribers)
     stream->received.Await(1);
 
     StopHost();
+
+    EXPECT_THAT(stream->ended.Await(1), ElementsAre(true));
 }
 
 TEST_F(OfferedServices, StopWaitsForACallThatEnds)
@@ -263,20 +272,21 @@ TEST_F(OfferedServices, StopWaitsForACallThatEnds)
             release.get_future().wait();
             return ResultOf(ipc::EResultOk);
         });
-    std::thread caller(
-        [this]
-        {
-            grpc::ClientContext context;
-            ipc::MResult result;
-            controller->Enable(&context, ipc::MVoid(), &result);
-        });
+    auto answered = std::async(std::launch::async,
+                               [this]
+                               {
+                                   grpc::ClientContext context;
+                                   ipc::MResult result;
+                                   return controller->Enable(&context, ipc::MVoid(), &result).ok();
+                               });
     control->enableCalls.Await(1);
 
-    std::thread stopper([this] { StopHost(); });
+    auto stopped = std::async(std::launch::async, [this] { StopHost(); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     release.set_value();
 
-    stopper.join();
-    caller.join();
+    stopped.get();
+    answered.get();
 }
 
 TEST_F(OfferedServices, LogLevelIsReadAndSetFromOutside)

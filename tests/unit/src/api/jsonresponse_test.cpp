@@ -35,12 +35,4 @@ TEST(JsonResponse, WithoutValueIsTheEmptyAnswer)
     EXPECT_EQ(std::string(response.get_header("Content-Type")), "text/plain");
 }
 
-TEST(JsonResponse, OfANullValueStillHasABody)
-{
-    const JsonResponse response{Json::Value()};
-
-    EXPECT_EQ(response.get_response_code(), 200);
-    EXPECT_EQ(std::string(response.get_header("Content-Type")), "application/json");
-}
-
 } // namespace

@@ -430,8 +430,7 @@ TEST_F(RestResource, LogsNothing)
     EXPECT_THAT(log.Lines(), testing::IsEmpty());
 }
 
-// ------------------------------------------------------------------------------------------------ JSON
-// bodies
+// ------------------------------------------------------------------------------------------ JSON bodies
 
 class RestResourceWithJson : public RestResource
 {

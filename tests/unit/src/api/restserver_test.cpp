@@ -4,6 +4,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
 #include <future>
 #include <list>
 #include <memory>
@@ -49,6 +51,19 @@ std::string Get(const std::string& path)
 std::string Said(const std::string& text)
 {
     return JsonAnswer("200 OK", "\"" + text + "\"\n");
+}
+
+/// Threads of this process that carry the name.
+int ThreadsNamed(const std::string& name)
+{
+    int count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task"))
+    {
+        std::string found;
+        std::getline(std::ifstream(thread.path() / "comm"), found);
+        count += found == name ? 1 : 0;
+    }
+    return count;
 }
 
 std::string StartFailure(CRestServer& server)
@@ -284,7 +299,17 @@ TEST(RestServer, OneSessionGateServesAllPaths)
     }
 }
 
-TEST(RestServer, RunsFiveHandlersAtTheSameTime)
+TEST(RestServer, AnswersANullValueWithItsText)
+{
+    CRestServer server(Port, nullptr);
+    const auto null = [](const IHttpRequest&) { return std::make_shared<JsonResponse>(Json::Value()); };
+    server.AddRoute(EHttpMethod::Get, "/path", null, Open);
+    server.Start();
+
+    EXPECT_EQ(Get("/path"), JsonAnswer("200 OK", "null\n"));
+}
+
+TEST(RestServer, RunsFiveHandlersAtTheSameTimeAndNoMore)
 {
     CBarrier barrier;
     CRestServer server(Port, nullptr);
@@ -306,6 +331,7 @@ TEST(RestServer, RunsFiveHandlersAtTheSameTime)
         clients.emplace_back(Port).Send(HttpRequestText("GET", "/path"));
         ASSERT_TRUE(barrier.WaitForCallers(running));
     }
+    EXPECT_EQ(ThreadsNamed("MHD-worker"), 5);
     barrier.Release();
     for (CRawHttp& client : clients)
     {

@@ -1,0 +1,149 @@
+#include <array>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/e2e/stationtest.h"
+
+namespace
+{
+
+enum class EMode
+{
+    Both,
+    Dashboard,
+    Commissioning
+};
+
+struct SRoute
+{
+    const char* method;
+    const char* path;
+    EMode mode;
+    bool gated;
+
+    /// Status of a request without a body and with a session, in dashboard mode and in commissioning mode
+    int dashboardStatus;
+    int commissioningStatus;
+};
+
+constexpr int NotThere = 404;
+
+/// The interface of the process, written anew.
+const std::vector<SRoute> Routes{
+    {"GET", "/auth/status", EMode::Both, false, 200, 200},
+    {"POST", "/system/reboot", EMode::Both, true, 400, 400},
+    {"GET", "/system/info", EMode::Both, true, 200, 200},
+    {"GET", "/system/health", EMode::Both, false, 204, 204},
+    {"PUT", "/system/identify", EMode::Both, true, 204, 204},
+    {"GET", "/system/web-interface-mode", EMode::Both, false, 200, 200},
+    {"POST", "/auth/login", EMode::Dashboard, false, 400, NotThere},
+    {"POST", "/auth/logout", EMode::Dashboard, false, 204, NotThere},
+    {"POST", "/auth/verify-password", EMode::Dashboard, false, 400, NotThere},
+};
+
+const std::vector<const char*> AllMethods{
+    "GET", "POST", "PUT", "DELETE", "PATCH", "HEAD", "OPTIONS", "TRACE", "CONNECT"};
+
+std::string Name(const SRoute& route)
+{
+    return std::string(route.method) + " " + route.path;
+}
+
+bool HasMethod(const std::string& path, const std::string& method)
+{
+    return std::any_of(Routes.begin(),
+                       Routes.end(),
+                       [&](const SRoute& route) { return route.path == path && route.method == method; });
+}
+
+SHttpResponse Ask(const SRoute& route, const std::string& below, const HttpHeaders& headers)
+{
+    return HttpRequest(RestPort, route.method, route.path + below, headers);
+}
+
+void ExpectNotFoundPage(const SHttpResponse& response)
+{
+    EXPECT_EQ(response.status, 404);
+    EXPECT_EQ(response.Header("Content-Type"), "text/plain");
+    EXPECT_EQ(response.body, "Not Found");
+}
+
+class RouteTable : public StationTest
+{
+};
+
+} // namespace
+
+TEST_F(RouteTable, OfTheDashboardIsGatedAsItStands)
+{
+    StartAll();
+
+    for (const SRoute& route : Routes)
+    {
+        SCOPED_TRACE(Name(route));
+        if (route.mode == EMode::Commissioning)
+        {
+            ExpectNotFoundPage(Ask(route, "", LoggedIn));
+            continue;
+        }
+        for (const std::string below : {"", "/below", "/below/that"})
+        {
+            SCOPED_TRACE(below);
+            const SHttpResponse open = Ask(route, below, {});
+            EXPECT_EQ(open.status, route.gated ? 401 : route.dashboardStatus);
+            if (route.gated)
+            {
+                EXPECT_EQ(open.body, "\"Unauthorized\"\n");
+            }
+            EXPECT_EQ(Ask(route, below, LoggedIn).status, route.dashboardStatus);
+        }
+    }
+    ExpectCleanEnd();
+}
+
+TEST_F(RouteTable, OfCommissioningAnswersWithoutASession)
+{
+    root.SetDefault("settings", "InstallationComplete", false);
+    StartAll();
+
+    for (const SRoute& route : Routes)
+    {
+        SCOPED_TRACE(Name(route));
+        if (route.mode == EMode::Dashboard)
+        {
+            ExpectNotFoundPage(Ask(route, "", {}));
+            continue;
+        }
+        for (const std::string below : {"", "/below"})
+        {
+            EXPECT_EQ(Ask(route, below, {}).status, route.commissioningStatus) << below;
+        }
+    }
+    ExpectCleanEnd();
+}
+
+TEST_F(RouteTable, RefusesOtherMethodsBeforeItAsksForASession)
+{
+    StartAll();
+
+    for (const SRoute& route : Routes)
+    {
+        for (const std::string method : AllMethods)
+        {
+            if (route.mode != EMode::Commissioning && !HasMethod(route.path, method))
+            {
+                CRawHttp client(RestPort);
+                client.Send(HttpRequestText(method, route.path));
+                const SHttpResponse response = client.Receive(method);
+                EXPECT_EQ(response.status, 405) << method << ' ' << route.path;
+                if (method != "HEAD")
+                {
+                    EXPECT_EQ(response.body, "\"Method not Allowed\"\n") << method << ' ' << route.path;
+                }
+            }
+        }
+    }
+    ExpectCleanEnd();
+}
