@@ -1,7 +1,13 @@
-/// Round trips over one keep-alive connection: the REST frame beside a bare libmicrohttpd server that answers
-/// with the same bytes, in one process. Goal for the health route: 0.9 of the bare server's.
+/// Round trips over one keep-alive connection, in one process: the REST frame beside a bare libmicrohttpd
+/// server that answers with the same bytes (goal for the health route: 0.9 of the bare server's), and a gated
+/// route among twenty sessions beside the same route without a gate (goal: 0.95).
 #include "src/api/jsonresponse.h"
 #include "src/api/restserver.h"
+#include "src/session/authorization.h"
+
+#include "contracts/diagnostics.h"
+#include "contracts/diagnostics/diagnosticscommclient.h"
+#include "platform/config/tarnconfig.h"
 
 #include <json/value.h>
 
@@ -15,6 +21,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "tests/support/quickpassword.h"
+#include "tests/support/temporarydirectory.h"
+
 #include "bench/keepaliveclient.h"
 #include "bench/ratio.h"
 
@@ -23,6 +32,7 @@ namespace
 
 constexpr std::uint16_t OurPort = 18080;
 constexpr std::uint16_t BarePort = 18081;
+constexpr std::uint16_t GatePort = 18082;
 constexpr unsigned Threads = 5;
 constexpr unsigned ConnectionTimeoutSeconds = 180;
 
@@ -112,6 +122,47 @@ void Measure(const char* name, const char* path, const SBareAnswer& bareAnswer)
     Print(name, MeasureRatio([&] { ours.RoundTrip(); }, [&] { bare.RoundTrip(); }));
 }
 
+constexpr int SessionCount = 20;
+const char* const Password = "correct horse";
+
+/// Takes the signals of logins, as a service that answers at once would.
+class CSilentReport : public IDiagnosticsReport
+{
+public:
+    ipc::MResult SendSignal(const ipc::MSignalReport& /*report*/) override { return {}; }
+};
+
+/// A gated route beside an open one with the same handler.
+void MeasureGate()
+{
+    const CTemporaryDirectory directory;
+    directory.Write("etc/config/secrets.json",
+                    R"({"WebIfManagementPassword": ")" + EncodedQuickly(Password) + "\"}");
+    CDiagnosticsCommClient::Initialize(std::make_shared<CSilentReport>());
+    const auto authorization =
+        std::make_shared<CAuthorization>(TarnConfig::Create("secrets", directory.Root()));
+    std::string key;
+    for (int session = 0; session < SessionCount; ++session)
+    {
+        key = *authorization->CreateSession(Password, 900, false);
+    }
+    CRestServer server(GatePort, authorization);
+    const auto handler = [](const IHttpRequest&) { return std::make_shared<JsonResponse>(); };
+    server.AddRoute(EHttpMethod::Get, "/gated", handler, true);
+    server.AddRoute(EHttpMethod::Get, "/open", handler, false);
+    server.Start();
+
+    const std::string rest = " HTTP/1.1\r\nHost: localhost:8080\r\nCookie: sessionid=" + key + "\r\n\r\n";
+    CKeepAliveClient gated(GatePort, "GET /gated" + rest);
+    CKeepAliveClient open(GatePort, "GET /open" + rest);
+    if (gated.RoundTrip().find(" 204 ") == std::string::npos)
+    {
+        throw std::runtime_error("The gate is shut");
+    }
+    Print("gated beside open", MeasureRatio([&] { gated.RoundTrip(); }, [&] { open.RoundTrip(); }));
+    CDiagnosticsCommClient::Shutdown();
+}
+
 /// About what GET /system/info gives.
 Json::Value InfoLikeObject()
 {
@@ -143,5 +194,6 @@ int main()
 
     Measure("GET /system/health", "/system/health", {MHD_HTTP_NO_CONTENT, "text/plain", ""});
     Measure("GET /system/info", "/system/info", {MHD_HTTP_OK, "application/json", info.toStyledString()});
+    MeasureGate();
     return 0;
 }

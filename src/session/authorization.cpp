@@ -215,21 +215,23 @@ void CAuthorization::ReloadChangedConfig()
 std::shared_ptr<CSession> CAuthorization::FindLiveSession(const std::string& key)
 {
     const std::lock_guard lock(mutex);
+    const std::chrono::system_clock::time_point now = clock();
     std::shared_ptr<CSession> found;
     for (auto entry = sessions.begin(); entry != sessions.end();)
     {
-        const std::shared_ptr<CSession> session = entry->second;
-        if (!session->IsExpired())
+        const CSession& session = *entry->second;
+        if (!session.IsExpiredAt(now))
         {
             if (found == nullptr && entry->first == key)
             {
-                found = session;
+                found = entry->second;
             }
             ++entry;
             continue;
         }
+        const bool persistent = session.IsPersistent();
         entry = sessions.erase(entry);
-        if (session->IsPersistent())
+        if (persistent)
         {
             SaveSessions();
         }

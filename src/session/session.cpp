@@ -24,7 +24,12 @@ CSession::CSession(std::string key, std::uint64_t timeout, bool persistent, Tool
 
 bool CSession::IsExpired() const
 {
-    return expiry.load() < clock();
+    return IsExpiredAt(clock());
+}
+
+bool CSession::IsExpiredAt(std::chrono::system_clock::time_point time) const
+{
+    return expiry.load() < time;
 }
 
 void CSession::Refresh()

@@ -28,6 +28,9 @@ public:
     /// Whether the time is past its expiry; at the very instant it still lives.
     bool IsExpired() const;
 
+    /// The same for a time that the caller has read, which spares the clock where there are many sessions.
+    bool IsExpiredAt(std::chrono::system_clock::time_point time) const;
+
     /// Its life begins anew.
     void Refresh();
 
