@@ -79,7 +79,8 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
-    systemApi = std::make_unique<Resources::CSystemApi>(boardControl, feedback, settings, hwinfo, fwinfo);
+    systemApi = std::make_unique<Resources::CSystemApi>(
+        boardControl, diagnostics, feedback, settings, hwinfo, fwinfo);
     restServer = std::make_shared<CRestServer>(RestPort, authorization);
 
     RegisterResourcesBase();

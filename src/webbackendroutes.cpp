@@ -43,6 +43,10 @@ void CWebbackend::RegisterResourcesBase()
     rest.AddRoute(Method::Get, "/system/info", Handler(systemApi, &CSystemApi::GetInfo), Gated);
     rest.AddRoute(Method::Get, "/system/health", Handler(systemApi, &CSystemApi::GetHealth), Open);
     rest.AddRoute(Method::Put, "system/identify", Handler(systemApi, &CSystemApi::Identify), Gated);
+    rest.AddRoute(Method::Get,
+                  "/system/diagnostics/snapshot",
+                  Handler(systemApi, &CSystemApi::GetDiagnosticsSnapshot),
+                  Gated);
     rest.AddRoute(
         Method::Get, "system/web-interface-mode", Handler(systemApi, &CSystemApi::GetWebInterfaceMode), Open);
 }

@@ -3,6 +3,7 @@
 #include "src/api/httpexception.h"
 #include "src/api/jsonbody.h"
 #include "src/api/jsonresponse.h"
+#include "src/api/system/diagnosticssnapshot.h"
 
 #include "contracts/boardcontrol.h"
 #include "contracts/feedback.h"
@@ -37,17 +38,20 @@ constexpr std::array<const char*, 31> HardwareKeys{
 } // namespace
 
 CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
+                       std::shared_ptr<IDiagnostics> diagnostics,
                        std::shared_ptr<IFeedback> feedback,
                        std::shared_ptr<TarnConfig> settings,
                        std::shared_ptr<TarnConfig> hwinfo,
                        std::shared_ptr<TarnConfig> fwinfo)
     : boardControl(std::move(boardControl))
+    , diagnostics(std::move(diagnostics))
     , feedback(std::move(feedback))
     , settings(std::move(settings))
     , hwinfo(std::move(hwinfo))
     , fwinfo(std::move(fwinfo))
 {
     LOG_ENTRY(CSystemApi, "CSystemApi");
+    diagnosticsSnapshot = std::make_shared<CDiagnosticsSnapshot>(this->diagnostics);
 }
 
 CSystemApi::Response CSystemApi::Reboot(const IHttpRequest& request)
@@ -110,6 +114,12 @@ CSystemApi::Response CSystemApi::GetWebInterfaceMode()
     Json::Value mode;
     mode["Mode"] = settings->GetBool("InstallationComplete", false) ? "dashboard" : "commissioning";
     return std::make_shared<JsonResponse>(std::move(mode));
+}
+
+CSystemApi::Response CSystemApi::GetDiagnosticsSnapshot()
+{
+    LOG_ENTRY(CSystemApi, "GetDiagnosticsSnapshot");
+    return std::make_shared<JsonResponse>(diagnosticsSnapshot->ConstructDiagnosticsDataMessage());
 }
 
 } // namespace Resources

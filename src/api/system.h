@@ -3,6 +3,8 @@
 #include <memory>
 
 class IBoardControl;
+class IDiagnostics;
+class IDiagnosticsSnapshot;
 class IFeedback;
 class IHttpRequest;
 class TarnConfig;
@@ -27,6 +29,7 @@ public:
     /// @param hwinfo    the configuration "hwinfo"
     /// @param fwinfo    the configuration "fwinfo"
     CSystemApi(std::shared_ptr<IBoardControl> boardControl,
+               std::shared_ptr<IDiagnostics> diagnostics,
                std::shared_ptr<IFeedback> feedback,
                std::shared_ptr<TarnConfig> settings,
                std::shared_ptr<TarnConfig> hwinfo,
@@ -51,13 +54,18 @@ public:
     /// 200 with {"Mode": "dashboard"} once commissioning has been finished, before that "commissioning".
     Response GetWebInterfaceMode();
 
+    /// 200 with the signals that IDiagnosticsSnapshot shows.
+    Response GetDiagnosticsSnapshot();
+
 private:
     // Constant after construction
     const std::shared_ptr<IBoardControl> boardControl;
+    const std::shared_ptr<IDiagnostics> diagnostics;
     const std::shared_ptr<IFeedback> feedback;
     const std::shared_ptr<TarnConfig> settings;
     const std::shared_ptr<TarnConfig> hwinfo;
     const std::shared_ptr<TarnConfig> fwinfo;
+    std::shared_ptr<IDiagnosticsSnapshot> diagnosticsSnapshot;
 };
 
 } // namespace Resources

@@ -68,6 +68,7 @@ protected:
     {
         settings = TarnConfig::Create("settings", Root());
         return {boardControl,
+                diagnostics,
                 feedback,
                 settings,
                 TarnConfig::CreateStaticOnly("hwinfo", Root()),
@@ -103,6 +104,8 @@ protected:
     // strict: a service that a test doesn't expect to be called must not be
     const std::shared_ptr<StrictMock<CMockBoardControl>> boardControl =
         std::make_shared<StrictMock<CMockBoardControl>>();
+    const std::shared_ptr<StrictMock<CMockDiagnostics>> diagnostics =
+        std::make_shared<StrictMock<CMockDiagnostics>>();
     const std::shared_ptr<StrictMock<CMockFeedback>> feedback = std::make_shared<StrictMock<CMockFeedback>>();
     std::shared_ptr<TarnConfig> settings;
 };
@@ -408,12 +411,45 @@ TEST_F(SystemApi, InfoTellsASinglePhaseWhereTheSettingsConnectOne)
     EXPECT_EQ(info["CanChangeChargingPhases"], false);
 }
 
+// ------------------------------------------------------------------------------------------------
+// GetDiagnosticsSnapshot
+
+TEST_F(SystemApi, SnapshotIsWhatTheServiceSaysOfItsSignals)
+{
+    EXPECT_CALL(*diagnostics, GetSignal)
+        .Times(7)
+        .WillRepeatedly(
+            [](const ipc::MSignalIdentifier& identifier)
+            {
+                ipc::MDiagnosticsSignal signal;
+                signal.set_identifier(identifier.identifier());
+                return signal;
+            });
+
+    const CSystemApi::Response response = Api().GetDiagnosticsSnapshot();
+
+    EXPECT_EQ(response->get_response_code(), 200);
+    EXPECT_EQ(std::string(response->get_header("Content-Type")), "application/json");
+    const Json::Value& signals = AsJson(response).GetValue()["Signals"];
+    ASSERT_EQ(signals.size(), 7U);
+    EXPECT_EQ(signals[0]["Identifier"], 140);
+}
+
+TEST_F(SystemApi, SnapshotPassesOnThatDiagnosticsIsOutOfReach)
+{
+    EXPECT_CALL(*diagnostics, GetSignal)
+        .WillOnce(Throw(Rpc::CommunicationException("Diagnostics.GetSignal")));
+
+    EXPECT_THROW(Api().GetDiagnosticsSnapshot(), Rpc::CommunicationException);
+}
+
 // ------------------------------------------------------------------------------------------------ all
 
 TEST_F(SystemApi, LogsTheEntryOfItsConstructorAndHandlers)
 {
     EXPECT_CALL(*boardControl, Reboot).WillOnce(Return(Result(ipc::EResultOk)));
     EXPECT_CALL(*feedback, SendEvent).WillOnce(Return(Result(ipc::EResultOk)));
+    EXPECT_CALL(*diagnostics, GetSignal).Times(7);
     const CCapturedLog log;
     CSystemApi api = Api();
     api.Reboot(CFakeRequest(R"({"RebootType": "SoftReboot"})"));
@@ -421,6 +457,7 @@ TEST_F(SystemApi, LogsTheEntryOfItsConstructorAndHandlers)
     api.GetHealth();
     api.Identify();
     api.GetWebInterfaceMode();
+    api.GetDiagnosticsSnapshot();
 
     std::vector<std::string> entries;
     for (const std::string& text : log.Messages(Log::ELogLevel::Trace))
@@ -436,7 +473,8 @@ TEST_F(SystemApi, LogsTheEntryOfItsConstructorAndHandlers)
                             "Resources::CSystemApi::GetInfo",
                             "Resources::CSystemApi::GetHealth",
                             "Resources::CSystemApi::Identify",
-                            "Resources::CSystemApi::GetWebInterfaceMode"));
+                            "Resources::CSystemApi::GetWebInterfaceMode",
+                            "Resources::CSystemApi::GetDiagnosticsSnapshot"));
 }
 
 /// The handlers behind a server whose sessions are all dead.
