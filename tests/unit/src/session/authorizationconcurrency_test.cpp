@@ -9,9 +9,6 @@
 #include "tests/unit/src/session/authorizationtest.h"
 
 using testing::_;
-using testing::Each;
-using testing::InvokeWithoutArgs;
-using testing::Return;
 
 namespace
 {
