@@ -7,40 +7,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
 #include <string>
 #include <system_error>
 
+#include "tests/support/privatenamespace.h"
+
 namespace
 {
-
-[[noreturn]] void ThrowErrno(const std::string& what)
-{
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-void WriteFile(const std::string& name, const std::string& text)
-{
-    std::ofstream file(name);
-    if (!(file << text << std::flush))
-    {
-        ThrowErrno("write " + name);
-    }
-}
-
-/// A user namespace gives its maker the rights that a network namespace needs.
-void EnterUserNamespace()
-{
-    const std::string user = std::to_string(geteuid());
-    const std::string group = std::to_string(getegid());
-    if (unshare(CLONE_NEWUSER) != 0)
-    {
-        ThrowErrno("a private network for the tests needs root, or unprivileged user namespaces");
-    }
-    WriteFile("/proc/self/setgroups", "deny");
-    WriteFile("/proc/self/uid_map", user + ' ' + user + " 1");
-    WriteFile("/proc/self/gid_map", group + ' ' + group + " 1");
-}
 
 void BringLoopbackUp()
 {
@@ -62,18 +35,7 @@ void BringLoopbackUp()
 
 void EnterPrivateNetwork()
 {
-    if (unshare(CLONE_NEWNET) != 0)
-    {
-        if (errno != EPERM)
-        {
-            ThrowErrno("a private network for the tests");
-        }
-        EnterUserNamespace();
-        if (unshare(CLONE_NEWNET) != 0)
-        {
-            ThrowErrno("a private network for the tests, within a user namespace");
-        }
-    }
+    EnterPrivateNamespace(CLONE_NEWNET, "a private network for the tests");
     BringLoopbackUp();
 }
 
