@@ -9,6 +9,25 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <string>
+
+namespace
+{
+
+std::shared_ptr<CWebbackend> MakeWebbackend(const std::string& root)
+{
+    try
+    {
+        return std::make_shared<CWebbackend>(root);
+    }
+    catch (...)
+    {
+        // being caught takes down what was built, in order, before the terminate handler ends the process
+        throw;
+    }
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -22,6 +41,6 @@ int main(int argc, char** argv)
     }
 
     GrpcBackend::SetLogger(std::make_shared<Rpc::TarnLogger>());
-    std::make_shared<CWebbackend>(options.root)->Run();
+    MakeWebbackend(options.root)->Run();
     return EXIT_SUCCESS;
 }

@@ -21,9 +21,13 @@ extern "C" void HandleSignal(int number)
 
 } // namespace
 
-void SignalSlot::Install(std::function<void(int)> callable)
+void SignalSlot::Fill(std::function<void(int)> callable)
 {
     Slot().swap(callable);
+}
+
+void SignalSlot::Install()
+{
     std::signal(SIGINT, &HandleSignal);
 }
 

@@ -3,13 +3,16 @@
 #include <functional>
 
 /// What a SIGINT does while the state machine runs. It is the only signal that the process acts on; the REST
-/// library ignores SIGPIPE.
-/// Threads: Install and Remove on the main thread; the callable runs in signal context.
+/// library has a handler for SIGPIPE that does nothing.
+/// Threads: the main thread; the callable runs in signal context.
 namespace SignalSlot
 {
 
-/// Hands each SIGINT to @p callable as its number, from now on.
-void Install(std::function<void(int)> callable);
+/// Puts in place what is called with the number of each signal that arrives.
+void Fill(std::function<void(int)> callable);
+
+/// Hands SIGINT to the callable from now on.
+void Install();
 
 /// Gives SIGINT its default effect again.
 void Remove();

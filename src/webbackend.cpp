@@ -89,6 +89,7 @@ void CWebbackend::ConstructServers(const std::string& root)
 
 void CWebbackend::CreateServiceClients()
 {
+    LOG_ENTRY(CWebbackend, "CreateServiceClients");
     boardControl = CreateClient<IBoardControl>("BoardControl", -1, 1);
     diagnostics = CreateClient<IDiagnostics>("Diagnostics", 1, 1);
     feedback = CreateClient<IFeedback>("Feedback", 60, 60);
@@ -145,8 +146,9 @@ void CWebbackend::RunStateMachine()
             hsm->PostEvent(std::make_shared<WebbackendHsm::IntTerminate>());
         }
     };
+    SignalSlot::Fill(terminate);
     LOG_INFO("Starting state machine");
-    SignalSlot::Install(terminate);
+    SignalSlot::Install();
     hsm->Run();
     SignalSlot::Remove();
     LOG_INFO("State machine stopped");

@@ -78,7 +78,8 @@ private:
     void RunStateMachine();
     void StopCommunication();
 
-    // Constant once the process can be reached; destroyed from the last to the first
+    // Set before the process can be reached, but for the two threads, and taken down by the main thread, from
+    // the last to the first
     std::shared_ptr<AppCommunicationHost<GrpcBackend>> appCommunicationHost;
     std::shared_ptr<CProcessControlService> processControlService;
     std::shared_ptr<IBoardControl> boardControl;

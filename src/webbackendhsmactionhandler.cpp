@@ -13,6 +13,7 @@ CWebbackendHsmActionHandler::CWebbackendHsmActionHandler(std::weak_ptr<CWebbacke
     : CWorker("alive")
     , webbackend(std::move(webbackend))
 {
+    LOG_ENTRY(CWebbackendHsmActionHandler, "CWebbackendHsmActionHandler");
     CWorker::Start();
 }
 

@@ -1,6 +1,7 @@
 #include "contracts/diagnostics/diagnosticscommclient.h"
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -10,6 +11,7 @@ namespace
 constexpr int CallSeconds = 1;
 constexpr int ConnectSeconds = 1;
 
+/// The way to the service; replaced while others may be sending.
 std::shared_ptr<IDiagnosticsReport>& Slot()
 {
     static std::shared_ptr<IDiagnosticsReport> report;
@@ -39,17 +41,17 @@ void CDiagnosticsCommClient::Initialize(AppCommunicationHost<GrpcBackend>& host)
 
 void CDiagnosticsCommClient::Initialize(std::shared_ptr<IDiagnosticsReport> report)
 {
-    Slot() = std::move(report);
+    std::atomic_store(&Slot(), std::move(report));
 }
 
 void CDiagnosticsCommClient::Shutdown()
 {
-    Slot().reset();
+    Initialize(std::shared_ptr<IDiagnosticsReport>());
 }
 
 void CDiagnosticsCommClient::Send(const ipc::MDiagnosticsSignal& signal)
 {
-    const std::shared_ptr<IDiagnosticsReport> report = Slot();
+    const std::shared_ptr<IDiagnosticsReport> report = std::atomic_load(&Slot());
     if (!report)
     {
         throw std::logic_error("CDiagnosticsCommClient: not initialized");

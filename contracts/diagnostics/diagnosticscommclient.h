@@ -6,7 +6,7 @@
 #include <memory>
 
 /// The way of this process's diagnostics signals to the Diagnostics service.
-/// Threads: Initialize and Shutdown while no other thread sends; Send from any.
+/// Threads: any. A call that is under way at Shutdown ends as if there were none.
 class CDiagnosticsCommClient
 {
 public:
@@ -21,6 +21,6 @@ public:
 
     /// Reports the signal with the present time of the system clock. The service's result is not looked at.
     /// @throws Rpc::CommunicationException if the service can't be reached
-    /// @throws std::logic_error before Initialize
+    /// @throws std::logic_error before Initialize and after Shutdown
     static void Send(const ipc::MDiagnosticsSignal& signal);
 };

@@ -3,7 +3,7 @@
 /// Statements are the macros LOG_TRACE to LOG_CRITICAL, LOG_ENTRY and LOG_PLAIN. Each goes to the system log
 /// and, if console logging is on, to the console (standard error), with {} formatting checked at compile
 /// time. A statement below the threshold costs one comparison: its arguments are not evaluated. Threads:
-/// statements from any; Init, SetLogLevel and EnableConsoleLogging from any once Init has returned.
+/// statements, SetLogLevel and EnableConsoleLogging from any once Init has returned; Init before others log.
 #pragma once
 
 #include "platform/log/logdetail.h"
@@ -32,7 +32,7 @@ enum class ELogLevel : int
     Critical = 5
 };
 
-/// The two loggers, null until Init. Tests add a capturing sink to them.
+/// The two loggers, null until Init. Tests replace their sinks.
 extern std::shared_ptr<spdlog::logger> mSyslogSink;
 extern std::shared_ptr<spdlog::logger> mConsoleSink;
 

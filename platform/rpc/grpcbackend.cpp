@@ -61,8 +61,8 @@ public:
     CLibrarySettings()
     {
         // It polls its channels every five seconds in case nobody else does; our event loop always does.
-        constexpr int onlyIfUnset = 0;
-        setenv("GRPC_CLIENT_CHANNEL_BACKUP_POLL_INTERVAL_MS", "0", onlyIfUnset);
+        constexpr int whateverItWas = 1;
+        setenv("GRPC_CLIENT_CHANNEL_BACKUP_POLL_INTERVAL_MS", "0", whateverItWas);
     }
 };
 

@@ -1,3 +1,7 @@
+#include "contracts/station.grpc.pb.h"
+
+#include <grpcpp/create_channel.h>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
@@ -224,7 +228,11 @@ TEST_F(Lifecycle, BusyPortLeadsThroughErrorBackToDisabledAndTheNextEnableWorks)
         EXPECT_EQ(Control("enable"), 0);
         EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 4, 2));
     }
-    EXPECT_TRUE(process->AwaitErrorLine("REST webserver could not be started"));
+    EXPECT_TRUE(process->AwaitErrorLine("] (src/webbackend:"));
+    EXPECT_TRUE(
+        std::regex_search(process->Errors(),
+                          std::regex(" error +\\[\\d+\\] \\(src/webbackend:\\d+\\) REST webserver could "
+                                     "not be started\n")));
 
     EXPECT_EQ(Control("enable"), 0);
 
@@ -319,6 +327,30 @@ TEST_F(Lifecycle, ControlCallWhileTheMachineLeavesEnabledForGoodIsRefused)
     EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
 }
 
+TEST_F(Lifecycle, SlowServicesGetTheTimeThatTheirKindOfCallMayTake)
+{
+    StartAll();
+    const auto slowDown = [this](const std::string& service, const std::string& operation)
+    {
+        ASSERT_EQ(station
+                      .Post("/fault",
+                            R"({"Service": ")" + service + R"(", "Operation": ")" + operation +
+                                R"(", "DelayMs": 1500})")
+                      .status,
+                  200);
+    };
+    slowDown("BoardControl", "Reboot");
+    slowDown("Feedback", "SendEvent");
+    slowDown("Diagnostics", "SendSignal");
+
+    EXPECT_EQ(HttpRequest(RestPort, "POST", "/system/reboot", LoggedInWithJson, SoftReboot).status, 204);
+    EXPECT_EQ(HttpRequest(RestPort, "PUT", "/system/identify", LoggedIn).status, 204);
+    // the password of the simulated station's files; the login waits for its report to the diagnostics
+    const std::string login = R"({"Password": "station-demo"})";
+    EXPECT_EQ(HttpRequest(RestPort, "POST", "/auth/login", LoggedInWithJson, login).status, 500);
+    ExpectCleanEnd();
+}
+
 TEST_F(Lifecycle, StationThatStandsStillDoesNotHoldUpTheEnd)
 {
     StartUninitialized();
@@ -332,6 +364,8 @@ TEST_F(Lifecycle, ControlCallsDuringSigintNeverHoldUpTheEnd)
 {
     for (int round = 0; round < 5; ++round)
     {
+        // its successor takes the same ports
+        simulator.reset();
         StartUninitialized();
         const CRepeater controller(
             [this]
@@ -385,6 +419,9 @@ TEST_F(Lifecycle, SettingsThatAnotherProcessChangedAreReadAtTheNextEnable)
     station.AwaitProcessState(ReportEnabled);
 
     EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("commissioning"));
+    // the routes are those of the mode that the process was started in
+    EXPECT_EQ(HttpRequest(RestPort, "POST", "/auth/logout").status, 204);
+    EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info").status, 401);
     ExpectCleanEnd();
 }
 
@@ -395,11 +432,72 @@ TEST_F(Lifecycle, LogTellsTheStepsOfALifeWithTheirSources)
     ExpectCleanEnd();
 
     const std::string log = process->Errors();
-    const std::regex order("[^]*\\(src/webbackend:\\d+\\) Starting state machine\n"
-                           "[^]*\\(src/webbackend:\\d+\\) REST webserver started\n"
-                           "[^]*\\(src/webbackend:\\d+\\) REST webserver stopped\n"
-                           "[^]*\\(src/webbackend:\\d+\\) State machine stopped\n[^]*");
+    const std::string place = "[^]* info +\\[\\d+\\] \\(src/webbackend:\\d+\\) ";
+    const std::regex order(place + "Starting state machine\n" + place + "REST webserver started\n" + place +
+                           "REST webserver stopped\n" + place + "State machine stopped\n[^]*");
     EXPECT_TRUE(std::regex_match(log, order)) << log;
+}
+
+TEST_F(Lifecycle, TraceShowsTheStepsOfTheAssemblyInTheirOrder)
+{
+    StartUninitialized({"-vv"});
+    Enable();
+    ExpectCleanEnd();
+
+    const std::string log = process->Errors();
+    std::size_t place = 0;
+    for (const std::string step : {"CWebbackend",
+                                   "ConstructServers",
+                                   "RegisterResourcesBase",
+                                   "RegisterResourcesDashboard",
+                                   "Run",
+                                   "ConnectInterfaces",
+                                   "RegisterServices",
+                                   "StartCommunication",
+                                   "RunStateMachine",
+                                   "StartServers",
+                                   "StartComponents",
+                                   "StopComponents",
+                                   "StopServers",
+                                   "StopCommunication",
+                                   "~CWebbackend"})
+    {
+        place = log.find(" CWebbackend::" + step + "\n", place);
+        ASSERT_NE(place, std::string::npos) << step << "\n" << log;
+    }
+}
+
+TEST_F(Lifecycle, LinesOfTheTransportReachTheLog)
+{
+    StartStation();
+    StartProcess({"-vv"});
+    station.AwaitCall("NetM", "SubscribeNetworkStatus");
+    station.Post("/service", R"({"Service": "NetM", "State": "down"})");
+    EXPECT_TRUE(process->AwaitErrorLine("] [RPC] NetM.SubscribeNetworkStatus ended"));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, LogLevelIsSetFromOutside)
+{
+    StartUninitialized();
+    const auto stub = ipc::WebbackendLog::NewStub(
+        grpc::CreateChannel(root.Address("Listen"), grpc::InsecureChannelCredentials()));
+    grpc::ClientContext context;
+    ipc::MLogLevel trace;
+    ipc::MResult result;
+    ASSERT_TRUE(stub->SetLogLevel(&context, trace, &result).ok());
+
+    EXPECT_EQ(Control("disable"), 0);
+
+    EXPECT_TRUE(process->AwaitErrorLine("State Disabled: entry"));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SigtermHasItsDefaultEffect)
+{
+    StartUninitialized();
+    process->Signal(SIGTERM);
+    EXPECT_EQ(process->AwaitEnd().signal, SIGTERM);
 }
 
 TEST_F(Lifecycle, TraceShowsEachStepOfTheMachineWithoutSource)

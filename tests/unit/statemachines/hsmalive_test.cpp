@@ -138,14 +138,29 @@ TEST_F(HsmAlive, EmptyFunctionIsSkippedWithoutAnError)
     EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
-TEST_F(HsmAlive, DestroyedWithTheTimerRunningSignalsNoMore)
+TEST_F(HsmAlive, DestructionWaitsForTheSignalUnderWayBeforeItsFunctionGoes)
 {
+    // part of the function, and so gone with it
+    const auto held = std::make_shared<int>(1);
+    std::promise<void> entered;
+    std::atomic<bool> destructionBegun{false};
+    std::atomic<long> owners{0};
+    actions->ExtSendAlive = [&, held]
+    {
+        entered.set_value();
+        // long enough for a destruction that doesn't wait to be seen
+        for (int round = 0; round < 10000 || !destructionBegun; ++round)
+        {
+            std::this_thread::yield();
+        }
+        owners = held.use_count();
+    };
     actions->IntStartAliveTimer();
-    clock->WaitUntilIdle();
+    entered.get_future().wait();
+    destructionBegun = true;
     actions.reset();
-    clock->Jump(8s);
 
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(owners, 2);
 }
 
 TEST_F(HsmAlive, SignalsInEnabledOnly)

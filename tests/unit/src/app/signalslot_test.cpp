@@ -9,12 +9,18 @@
 namespace
 {
 
+void Install(std::function<void(int)> callable)
+{
+    SignalSlot::Fill(std::move(callable));
+    SignalSlot::Install();
+}
+
 class SignalSlotTest : public testing::Test
 {
 protected:
     ~SignalSlotTest() override
     {
-        SignalSlot::Install({});
+        Install({});
         SignalSlot::Remove();
     }
 };
@@ -27,7 +33,7 @@ TEST_F(SignalSlotTest, HandsEachSigintToTheCallableAsItsNumber)
 {
     int calls = 0;
     int received = 0;
-    SignalSlot::Install(
+    Install(
         [&](int number)
         {
             ++calls;
@@ -46,12 +52,12 @@ TEST_F(SignalSlotTest, InstallDestroysTheFormerCallable)
 {
     auto held = std::make_shared<int>(0);
     const std::weak_ptr<int> former = held;
-    SignalSlot::Install([held](int) { ++*held; });
+    Install([held](int) { ++*held; });
     held.reset();
     ASSERT_FALSE(former.expired());
 
     int calls = 0;
-    SignalSlot::Install([&calls](int) { ++calls; });
+    Install([&calls](int) { ++calls; });
     EXPECT_TRUE(former.expired());
 
     std::raise(SIGINT);
@@ -61,8 +67,8 @@ TEST_F(SignalSlotTest, InstallDestroysTheFormerCallable)
 TEST_F(SignalSlotTest, EmptyCallableLeavesASigintWithoutEffect)
 {
     int calls = 0;
-    SignalSlot::Install([&calls](int) { ++calls; });
-    SignalSlot::Install({});
+    Install([&calls](int) { ++calls; });
+    Install({});
 
     std::raise(SIGINT);
     EXPECT_EQ(calls, 0);
@@ -72,7 +78,7 @@ TEST_F(SignalSlotDeathTest, RemoveGivesSigintItsDefaultEffect)
 {
     const auto interruptAfterRemove = []
     {
-        SignalSlot::Install([](int) {});
+        Install([](int) {});
         SignalSlot::Remove();
         std::raise(SIGINT);
     };

@@ -49,9 +49,9 @@ class WebbackendHsmActionHandlerTest : public testing::TestWithParam<SAction>
 protected:
     void RunAction() { (handler.*GetParam().run)(); }
 
-    const CCapturedLog log;
     CFakeMachine machine;
     CWebbackendHsmActionHandler handler{std::weak_ptr<CWebbackend>()};
+    const CCapturedLog log;
 };
 
 } // namespace
