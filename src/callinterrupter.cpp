@@ -1,7 +1,12 @@
 #include "src/callinterrupter.h"
 
-CCallInterrupter::CCallInterrupter(GrpcBackend& transport, std::chrono::milliseconds grace)
+#include <utility>
+
+CCallInterrupter::CCallInterrupter(GrpcBackend& transport,
+                                   std::chrono::milliseconds grace,
+                                   std::function<void()> endWaits)
     : transport(transport)
+    , endWaits(std::move(endWaits))
     , thread([this, grace] { InterruptAfter(grace); })
 {
 }
@@ -24,5 +29,6 @@ void CCallInterrupter::InterruptAfter(std::chrono::milliseconds grace)
     {
         lock.unlock();
         transport.InterruptCalls();
+        endWaits();
     }
 }

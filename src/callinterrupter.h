@@ -4,16 +4,18 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
 /// Sees to it that stopping the servers ends although a handler waits for a service that does not answer:
-/// once the grace time is over, outgoing calls fail for as long as the object lives. Threads: made and
-/// destroyed on one; has a thread of its own meanwhile.
+/// once the grace time is over, outgoing calls fail for as long as the object lives, and other waits of
+/// handlers are ended. Threads: made and destroyed on one; has a thread of its own meanwhile.
 class CCallInterrupter
 {
 public:
-    CCallInterrupter(GrpcBackend& transport, std::chrono::milliseconds grace);
+    /// @param endWaits  ends the waits that are no calls; runs on the object's thread
+    CCallInterrupter(GrpcBackend& transport, std::chrono::milliseconds grace, std::function<void()> endWaits);
     ~CCallInterrupter();
     CCallInterrupter(const CCallInterrupter&) = delete;
     CCallInterrupter& operator=(const CCallInterrupter&) = delete;
@@ -25,6 +27,7 @@ private:
 
     // Constant after construction
     GrpcBackend& transport;
+    const std::function<void()> endWaits;
 
     std::mutex mutex;
     std::condition_variable changed;

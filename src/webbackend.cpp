@@ -13,11 +13,13 @@
 #include "contracts/diagnostics/diagnosticscommclient.h"
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
+#include "platform/toolbox/diagnosticspackager.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <stdexcept>
+#include <utility>
 
 namespace
 {
@@ -27,6 +29,10 @@ constexpr std::uint16_t RestPort = 8080;
 /// Seconds that a session lives after its last request, unless it is a persistent one.
 constexpr std::uint64_t SessionTimeout = 900;
 constexpr bool OmitSameSite = false;
+
+// Shared with the station's other processes, and so not below the root
+constexpr const char* LogDirectory = "/data/log";
+constexpr const char* PackageDirectory = "/tmp";
 
 /// How long the servers' handlers may go on with their service calls when the servers are stopped.
 constexpr std::chrono::milliseconds StopGrace{500};
@@ -76,11 +82,13 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
+    auto diagnosticsPackager =
+        std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(
-        boardControl, diagnostics, feedback, settings, hwinfo, fwinfo);
+        boardControl, diagnostics, feedback, settings, hwinfo, fwinfo, std::move(diagnosticsPackager));
     restServer = std::make_shared<CRestServer>(RestPort, authorization);
 
     RegisterResourcesBase();
@@ -186,7 +194,8 @@ void CWebbackend::StartServers()
 void CWebbackend::StopServers()
 {
     LOG_ENTRY(CWebbackend, "StopServers");
-    const CCallInterrupter interrupter(*appCommunicationHost, StopGrace);
+    const CCallInterrupter interrupter(
+        *appCommunicationHost, StopGrace, [this] { systemApi->InterruptFreezeFrame(); });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
 }

@@ -44,6 +44,10 @@ void CWebbackend::RegisterResourcesBase()
     rest.AddRoute(Method::Get, "/system/health", Handler(systemApi, &CSystemApi::GetHealth), Open);
     rest.AddRoute(Method::Put, "system/identify", Handler(systemApi, &CSystemApi::Identify), Gated);
     rest.AddRoute(Method::Get,
+                  "system/diagnostics/freezeframes",
+                  Handler(systemApi, &CSystemApi::GetDiagnosticsPackage),
+                  Gated);
+    rest.AddRoute(Method::Get,
                   "/system/diagnostics/snapshot",
                   Handler(systemApi, &CSystemApi::GetDiagnosticsSnapshot),
                   Gated);

@@ -1,21 +1,28 @@
 #include "src/api/system.h"
 
+#include "src/api/fileresponse.h"
 #include "src/api/httpexception.h"
 #include "src/api/jsonbody.h"
 #include "src/api/jsonresponse.h"
 #include "src/api/system/diagnosticssnapshot.h"
+#include "src/api/system/freezeframes.h"
 
 #include "contracts/boardcontrol.h"
 #include "contracts/feedback.h"
 #include "platform/config/tarnconfig.h"
 #include "platform/log/log.h"
+#include "platform/toolbox/diagnosticspackager.h"
 #include "platform/toolbox/phaseconfig.h"
 
 #include <json/value.h>
 
 #include <array>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <utility>
+
+using httpserver::http::http_utils;
 
 namespace Resources
 {
@@ -24,6 +31,10 @@ namespace
 {
 
 constexpr int IdentifyEvent = 3;
+
+constexpr const char* FreezeFrameReason = "Web interface manual download";
+constexpr const char* PackageName = "diagnostics_package_webbackend.pedp";
+constexpr std::int64_t EndOfTime = std::numeric_limits<std::int64_t>::max();
 
 constexpr std::array<const char*, 31> HardwareKeys{
     "ProductPn",          "ProductSn",        "MainboardPn",       "MainboardSn", "CustomerId",
@@ -42,17 +53,22 @@ CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
                        std::shared_ptr<IFeedback> feedback,
                        std::shared_ptr<TarnConfig> settings,
                        std::shared_ptr<TarnConfig> hwinfo,
-                       std::shared_ptr<TarnConfig> fwinfo)
+                       std::shared_ptr<TarnConfig> fwinfo,
+                       std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager)
     : boardControl(std::move(boardControl))
     , diagnostics(std::move(diagnostics))
     , feedback(std::move(feedback))
     , settings(std::move(settings))
     , hwinfo(std::move(hwinfo))
     , fwinfo(std::move(fwinfo))
+    , diagnosticsPackager(std::move(diagnosticsPackager))
+    , freezeFrames(std::make_unique<CFreezeFrames>(this->diagnostics))
 {
     LOG_ENTRY(CSystemApi, "CSystemApi");
     diagnosticsSnapshot = std::make_shared<CDiagnosticsSnapshot>(this->diagnostics);
 }
+
+CSystemApi::~CSystemApi() = default;
 
 CSystemApi::Response CSystemApi::Reboot(const IHttpRequest& request)
 {
@@ -120,6 +136,38 @@ CSystemApi::Response CSystemApi::GetDiagnosticsSnapshot()
 {
     LOG_ENTRY(CSystemApi, "GetDiagnosticsSnapshot");
     return std::make_shared<JsonResponse>(diagnosticsSnapshot->ConstructDiagnosticsDataMessage());
+}
+
+CSystemApi::Response CSystemApi::GetDiagnosticsPackage()
+{
+    LOG_ENTRY(CSystemApi, "GetDiagnosticsPackage");
+    CreateFreezeFrame();
+    const std::string customer = hwinfo->GetString("CustomerId", "");
+    const std::string serialNumber = hwinfo->GetString("ProductSn", "");
+    const std::string fileName = diagnosticsPackager->GetPackageFileName(customer, serialNumber);
+    const auto files = diagnosticsPackager->CollectFiles(0, EndOfTime);
+    const std::string package = diagnosticsPackager->CreatePackage(PackageName, files);
+    if (package.empty())
+    {
+        LOG_ERROR("Received empty diagnostic package path");
+        return std::make_shared<FileResponse>("", http_utils::http_no_content, http_utils::text_plain);
+    }
+    LOG_INFO("Offering diagnostics package as '{}'", fileName);
+    auto response = std::make_shared<FileResponse>(package, http_utils::http_ok, "application/octet-stream");
+    response->with_header("Content-Disposition", "attachment; filename=" + fileName);
+    return response;
+}
+
+void CSystemApi::CreateFreezeFrame()
+{
+    LOG_ENTRY(CSystemApi, "CreateFreezeFrame");
+    freezeFrames->Create(FreezeFrameReason);
+}
+
+void CSystemApi::InterruptFreezeFrame()
+{
+    LOG_ENTRY(CSystemApi, "InterruptFreezeFrame");
+    freezeFrames->Interrupt();
 }
 
 } // namespace Resources

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+class CFreezeFrames;
 class IBoardControl;
 class IDiagnostics;
 class IDiagnosticsSnapshot;
@@ -12,6 +13,11 @@ class TarnConfig;
 namespace httpserver
 {
 class http_response;
+}
+
+namespace Toolbox
+{
+class CDiagnosticsPackager;
 }
 
 namespace Resources
@@ -33,7 +39,13 @@ public:
                std::shared_ptr<IFeedback> feedback,
                std::shared_ptr<TarnConfig> settings,
                std::shared_ptr<TarnConfig> hwinfo,
-               std::shared_ptr<TarnConfig> fwinfo);
+               std::shared_ptr<TarnConfig> fwinfo,
+               std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager);
+    ~CSystemApi();
+    CSystemApi(const CSystemApi&) = delete;
+    CSystemApi& operator=(const CSystemApi&) = delete;
+    CSystemApi(CSystemApi&&) = delete;
+    CSystemApi& operator=(CSystemApi&&) = delete;
 
     /// Takes {"RebootType": "SoftReboot"} or "HardReboot". Answers 204 when the board has replied, and so
     /// possibly never.
@@ -57,7 +69,17 @@ public:
     /// 200 with the signals that IDiagnosticsSnapshot shows.
     Response GetDiagnosticsSnapshot();
 
+    /// Has a freeze frame taken, and gives all that there is as a file under a name of its own: 200. Without
+    /// a freeze frame, for up to 10 seconds, it goes on all the same. 204 if there is no package.
+    /// @throws std::future_error while another request waits for its freeze frame
+    Response GetDiagnosticsPackage();
+
+    /// Ends the wait for a freeze frame, whose request fails.
+    void InterruptFreezeFrame();
+
 private:
+    void CreateFreezeFrame();
+
     // Constant after construction
     const std::shared_ptr<IBoardControl> boardControl;
     const std::shared_ptr<IDiagnostics> diagnostics;
@@ -66,6 +88,8 @@ private:
     const std::shared_ptr<TarnConfig> hwinfo;
     const std::shared_ptr<TarnConfig> fwinfo;
     std::shared_ptr<IDiagnosticsSnapshot> diagnosticsSnapshot;
+    const std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager;
+    const std::unique_ptr<CFreezeFrames> freezeFrames;
 };
 
 } // namespace Resources

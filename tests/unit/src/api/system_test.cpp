@@ -5,6 +5,7 @@
 
 #include "platform/config/tarnconfig.h"
 #include "platform/rpc/communicationexception.h"
+#include "platform/toolbox/diagnosticspackager.h"
 
 #include <json/value.h>
 
@@ -72,7 +73,8 @@ protected:
                 feedback,
                 settings,
                 TarnConfig::CreateStaticOnly("hwinfo", Root()),
-                TarnConfig::CreateStaticOnly("fwinfo", Root())};
+                TarnConfig::CreateStaticOnly("fwinfo", Root()),
+                nullptr};
     }
 
     Json::Value Info() { return AsJson(Api().GetInfo()).GetValue(); }
