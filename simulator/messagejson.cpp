@@ -1,10 +1,26 @@
 #include "simulator/messagejson.h"
 
+#include <cmath>
+
 namespace Simulator
 {
 
 namespace
 {
+
+/// JSON has no numbers for what is none.
+Json::Value NumberToJson(double number)
+{
+    if (std::isnan(number))
+    {
+        return "NaN";
+    }
+    if (std::isinf(number))
+    {
+        return number > 0 ? "Infinity" : "-Infinity";
+    }
+    return number;
+}
 
 Json::Value ValueToJson(const ipc::MDiagnosticsData& data)
 {
@@ -19,7 +35,7 @@ Json::Value ValueToJson(const ipc::MDiagnosticsData& data)
     case ipc::MDiagnosticsData::kInt64Value:
         return Json::Int64{data.int64_value()};
     case ipc::MDiagnosticsData::kFloatValue:
-        return double{data.float_value()};
+        return NumberToJson(double{data.float_value()});
     case ipc::MDiagnosticsData::kStringValue:
         return data.string_value();
     default:

@@ -1,5 +1,6 @@
 /// The station's messages as JSON, for records of calls and views of the model. Keys are the words of the
-/// contract in Pascal case, enumerations are numbers, and an absent part has no key.
+/// contract in Pascal case, enumerations are numbers, and an absent part has no key. Floats that are no
+/// numbers are the texts "NaN", "Infinity" and "-Infinity".
 #pragma once
 
 #include "contracts/station.pb.h"

@@ -23,7 +23,7 @@ Json::Value ToJson(const SStation& station)
     }
     json["TokenReport"] = station.rfid->IsReporting();
     json["Firmware"] = station.firmware->ToJson();
-    json["Signals"] = ToJson(station.diagnostics->GetSnapshot());
+    json["Signals"] = ToJson(station.diagnostics->GetKnownSignals());
     return json;
 }
 

@@ -32,6 +32,13 @@ ipc::MDiagnosticsSnapshot CDiagnostics::GetSnapshot() const
     return signals.Snapshot(live);
 }
 
+ipc::MDiagnosticsSnapshot CDiagnostics::GetKnownSignals() const
+{
+    const auto live = liveSignals();
+    const std::lock_guard lock(mutex);
+    return signals.Known(live);
+}
+
 void CDiagnostics::SetSignal(const ipc::MDiagnosticsSignal& signal, std::optional<int> type)
 {
     {
@@ -60,6 +67,11 @@ void CDiagnostics::CreateFreezeFrame(const std::string& reason)
                 self->WriteFreezeFrame(reason);
             }
         });
+}
+
+void CDiagnostics::AnnounceFreezeFrame(const std::string& fileName) const
+{
+    outputs.freezeFrameDone(fileName);
 }
 
 void CDiagnostics::WriteFreezeFrame(const std::string& reason) const

@@ -43,15 +43,22 @@ public:
     ipc::MDiagnosticsSignal GetSignal(int identifier) const;
     ipc::MDiagnosticsSnapshot GetSnapshot() const;
 
+    /// The signals that were set or that the station says of itself.
+    ipc::MDiagnosticsSnapshot GetKnownSignals() const;
+
     /// Sets a signal and announces the change.
     /// @param type of the announcement, in place of the one that fits the value
     void SetSignal(const ipc::MDiagnosticsSignal& signal, std::optional<int> type = std::nullopt);
 
-    /// Forgets what was set; the station's own value, if there is one, shows again. Nothing is announced.
+    /// Forgets what was set; the station's own value or the initial one, if there is one, shows again.
+    /// Nothing is announced.
     void ClearSignal(int identifier);
 
     /// Begins a freeze frame. It is written on the worker's thread, and then announced.
     void CreateFreezeFrame(const std::string& reason);
+
+    /// Announces a freeze frame that was never taken.
+    void AnnounceFreezeFrame(const std::string& fileName) const;
 
 private:
     void WriteFreezeFrame(const std::string& reason) const;

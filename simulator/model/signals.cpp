@@ -1,7 +1,61 @@
 #include "simulator/model/signals.h"
 
+#include "contracts/diagnostics/diagnosticsdata.h"
+#include "contracts/diagnostics/signalcatalogue.h"
+
+#include <string>
+#include <string_view>
+#include <variant>
+
 namespace Simulator
 {
+
+namespace
+{
+
+template <class T>
+void AppendInitial(const T& value, ipc::MDiagnosticsSignal& signal)
+{
+    AppendData(value, signal);
+}
+
+void AppendInitial(std::string_view value, ipc::MDiagnosticsSignal& signal)
+{
+    AppendData(std::string(value), signal);
+}
+
+template <class T>
+void AppendInitial(const CInitialList<T>& list, ipc::MDiagnosticsSignal& signal)
+{
+    for (const T& element : list)
+    {
+        AppendInitial(element, signal);
+    }
+}
+
+std::map<int, ipc::MDiagnosticsSignal> InitialSignals()
+{
+    std::map<int, ipc::MDiagnosticsSignal> signals;
+    for (const Signals::SDescription& description : Signals::Descriptions())
+    {
+        ipc::MDiagnosticsSignal signal = EmptySignal(description.identifier);
+        std::visit([&signal](const auto& value) { AppendInitial(value, signal); }, description.initialValue);
+        signals.emplace(description.identifier, signal);
+    }
+    return signals;
+}
+
+ipc::MDiagnosticsSnapshot ToSnapshot(const std::map<int, ipc::MDiagnosticsSignal>& signals)
+{
+    ipc::MDiagnosticsSnapshot snapshot;
+    for (const auto& [identifier, signal] : signals)
+    {
+        *snapshot.add_signal() = signal;
+    }
+    return snapshot;
+}
+
+} // namespace
 
 ipc::MDiagnosticsSignal EmptySignal(int identifier)
 {
@@ -19,6 +73,11 @@ int ChangeType(const ipc::MDiagnosticsSignal& signal)
     return signal.data(0).bool_value() ? 0 : 1;
 }
 
+CSignals::CSignals()
+    : initial(InitialSignals())
+{
+}
+
 void CSignals::Set(const ipc::MDiagnosticsSignal& signal)
 {
     signals[signal.identifier()] = signal;
@@ -31,28 +90,35 @@ void CSignals::Clear(int identifier)
 
 ipc::MDiagnosticsSignal CSignals::Find(int identifier, const std::vector<ipc::MDiagnosticsSignal>& live) const
 {
-    const auto all = All(live);
+    const Values all = AllValues(live);
     const auto found = all.find(identifier);
     return found == all.end() ? EmptySignal(identifier) : found->second;
 }
 
 ipc::MDiagnosticsSnapshot CSignals::Snapshot(const std::vector<ipc::MDiagnosticsSignal>& live) const
 {
-    ipc::MDiagnosticsSnapshot snapshot;
-    for (const auto& [identifier, signal] : All(live))
-    {
-        *snapshot.add_signal() = signal;
-    }
-    return snapshot;
+    return ToSnapshot(AllValues(live));
 }
 
-std::map<int, ipc::MDiagnosticsSignal> CSignals::All(const std::vector<ipc::MDiagnosticsSignal>& live) const
+ipc::MDiagnosticsSnapshot CSignals::Known(const std::vector<ipc::MDiagnosticsSignal>& live) const
 {
-    std::map<int, ipc::MDiagnosticsSignal> all = signals;
+    return ToSnapshot(KnownValues(live));
+}
+
+CSignals::Values CSignals::KnownValues(const std::vector<ipc::MDiagnosticsSignal>& live) const
+{
+    Values known = signals;
     for (const ipc::MDiagnosticsSignal& signal : live)
     {
-        all.emplace(signal.identifier(), signal);
+        known.emplace(signal.identifier(), signal);
     }
+    return known;
+}
+
+CSignals::Values CSignals::AllValues(const std::vector<ipc::MDiagnosticsSignal>& live) const
+{
+    Values all = KnownValues(live);
+    all.insert(initial.begin(), initial.end());
     return all;
 }
 

@@ -31,25 +31,34 @@ ipc::MDiagnosticsSignal EmptySignal(int identifier);
 /// went, 2 for every other value.
 int ChangeType(const ipc::MDiagnosticsSignal& signal);
 
-/// The values of signals that were set by hand or sent by a process.
-/// Threads: one at a time.
+/// The values of the station's signals. Each has the first of: what was set by hand or sent by a process,
+/// what the station says of itself, and its initial value, if it is in the catalogue. Threads: one at a time.
 class CSignals
 {
 public:
+    CSignals();
+
     void Set(const ipc::MDiagnosticsSignal& signal);
     void Clear(int identifier);
 
-    /// @param live what the station says; a value that was set goes before it
+    /// @param live what the station says
     /// @return a signal without values for an unknown number
     ipc::MDiagnosticsSignal Find(int identifier, const std::vector<ipc::MDiagnosticsSignal>& live) const;
 
     /// All signals by number.
     ipc::MDiagnosticsSnapshot Snapshot(const std::vector<ipc::MDiagnosticsSignal>& live) const;
 
-private:
-    std::map<int, ipc::MDiagnosticsSignal> All(const std::vector<ipc::MDiagnosticsSignal>& live) const;
+    /// Those that have more than an initial value.
+    ipc::MDiagnosticsSnapshot Known(const std::vector<ipc::MDiagnosticsSignal>& live) const;
 
-    std::map<int, ipc::MDiagnosticsSignal> signals;
+private:
+    using Values = std::map<int, ipc::MDiagnosticsSignal>;
+
+    Values KnownValues(const std::vector<ipc::MDiagnosticsSignal>& live) const;
+    Values AllValues(const std::vector<ipc::MDiagnosticsSignal>& live) const;
+
+    const Values initial;
+    Values signals;
 };
 
 } // namespace Simulator

@@ -19,7 +19,7 @@ void AddStationRoutes(CSteering& steering, const SStation& station);
 /// /network, /wlan
 void AddNetworkRoutes(CSteering& steering, const SStation& station);
 
-/// /signal
+/// /signal, /freezeframe
 void AddSignalRoutes(CSteering& steering, const SStation& station);
 
 /// /fault, /service

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,27 @@ namespace Simulator
 
 namespace
 {
+
+/// Floats that JSON has no numbers for.
+struct SSpecialFloat
+{
+    std::string_view text;
+    float number;
+};
+
+constexpr std::array SpecialFloats{SSpecialFloat{"NaN", std::numeric_limits<float>::quiet_NaN()},
+                                   SSpecialFloat{"Infinity", std::numeric_limits<float>::infinity()},
+                                   SSpecialFloat{"-Infinity", -std::numeric_limits<float>::infinity()}};
+
+/// @return null if the value is no text of one
+const SSpecialFloat* FindSpecialFloat(const Json::Value& value)
+{
+    const auto* const row =
+        std::find_if(SpecialFloats.begin(),
+                     SpecialFloats.end(),
+                     [&value](const SSpecialFloat& each) { return value == Json::Value(each.text.data()); });
+    return row == SpecialFloats.end() ? nullptr : row;
+}
 
 /// How a JSON value becomes a value of a signal: a kind's name, which values fit, and what sets it.
 struct SKind
@@ -37,14 +59,17 @@ constexpr std::array Kinds{
           [](const Json::Value& value) { return value.isInt64(); },
           [](const Json::Value& value, ipc::MDiagnosticsData& data)
           { data.set_int64_value(value.asInt64()); }},
-    SKind{"float",
-          [](const Json::Value& value) { return value.isNumeric(); },
-          [](const Json::Value& value, ipc::MDiagnosticsData& data)
-          { data.set_float_value(value.asFloat()); }},
     SKind{"string",
           [](const Json::Value& value) { return value.isString(); },
           [](const Json::Value& value, ipc::MDiagnosticsData& data)
-          { data.set_string_value(value.asString()); }}};
+          { data.set_string_value(value.asString()); }},
+    SKind{"float",
+          [](const Json::Value& value) { return value.isNumeric() || FindSpecialFloat(value) != nullptr; },
+          [](const Json::Value& value, ipc::MDiagnosticsData& data)
+          {
+              const auto* const special = FindSpecialFloat(value);
+              data.set_float_value(special != nullptr ? special->number : value.asFloat());
+          }}};
 
 /// The kind of a value that comes without one: the first of the table that fits.
 const SKind& KindFor(const std::optional<std::string>& name, const Json::Value& value)
@@ -91,11 +116,35 @@ Json::Value PostSignal(const SStation& station, const SSteeringRequest& request)
     return ToJson(signal);
 }
 
+Json::Value GetSignals(const SStation& station, const SSteeringRequest& request)
+{
+    if (QueryText(request, "identifier").empty())
+    {
+        return ToJson(station.diagnostics->GetSnapshot());
+    }
+    const double identifier = QueryNumber(request, "identifier", 0, INT32_MAX);
+    return ToJson(station.diagnostics->GetSignal(static_cast<int>(identifier)));
+}
+
+Json::Value PostFreezeFrame(const SStation& station, const SSteeringRequest& request)
+{
+    CJsonReader reader(request.body);
+    Json::Value answer;
+    answer["Name"] = reader.Text("Name");
+    reader.RefuseOthers();
+    station.diagnostics->AnnounceFreezeFrame(answer["Name"].asString());
+    return answer;
+}
+
 } // namespace
 
 void AddSignalRoutes(CSteering& steering, const SStation& station)
 {
+    steering.Add("/signal", "GET", [&station](const auto& request) { return GetSignals(station, request); });
     steering.Add("/signal", "POST", [&station](const auto& request) { return PostSignal(station, request); });
+    steering.Add("/freezeframe",
+                 "POST",
+                 [&station](const auto& request) { return PostFreezeFrame(station, request); });
 }
 
 } // namespace Simulator

@@ -107,15 +107,19 @@ TEST_F(SimulatedServices, SnapshotHasWhatWasSetAndWhatTheStationMeasures)
     const auto diagnostics = station.Connect<ipc::Diagnostics>("Diagnostics");
     ipc::MDiagnosticsSnapshot snapshot;
     ASSERT_TRUE(diagnostics->GetSnapshot(&context, ipc::MVoid(), &snapshot).ok());
-    const auto has = [&snapshot](int identifier)
+    const auto valueOf = [&snapshot](int identifier)
     {
-        return std::any_of(snapshot.signal().begin(),
-                           snapshot.signal().end(),
-                           [&](const auto& signal) { return signal.identifier() == identifier; });
+        const auto found =
+            std::find_if(snapshot.signal().begin(),
+                         snapshot.signal().end(),
+                         [&](const auto& signal) { return signal.identifier() == identifier; });
+        return found == snapshot.signal().end() ? ipc::MDiagnosticsData() : found->data(0);
     };
-    EXPECT_TRUE(has(1001));
-    EXPECT_TRUE(has(52));
-    EXPECT_FALSE(has(1002));
+    EXPECT_TRUE(valueOf(1001).bool_value());
+    EXPECT_EQ(valueOf(53).int_value(), 230000);
+    EXPECT_TRUE(valueOf(1002).has_bool_value());
+    EXPECT_FALSE(valueOf(1002).bool_value());
+    EXPECT_EQ(valueOf(2).value_case(), ipc::MDiagnosticsData::VALUE_NOT_SET);
 }
 
 TEST_F(SimulatedServices, FreezeFrameWritesAFileAndNamesIt)

@@ -1,14 +1,17 @@
 #include "platform/json/jsonutil.h"
 #include "simulator/steering/httpserver.h"
 
+#include <cmath>
 #include <fstream>
 #include <future>
 #include <iomanip>
+#include <limits>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "tests/integration/simulator/runningsimulator.h"
+#include "tests/integration/simulator/streamcollector.h"
 #include "tests/support/rawhttp.h"
 
 using Simulator::CHttpServer;
@@ -168,6 +171,62 @@ TEST_F(SteeringRequests, SignalTakesEveryKindOfValue)
               R"({"Identifier":142,"Value":["ECurrentControlHardwareLimit"]})");
 }
 
+TEST_F(SteeringRequests, SignalsAreReadOneByOneAndTogether)
+{
+    Post("/signal", R"({"Identifier": 1001, "Value": true})");
+    EXPECT_EQ(JsonUtil::WriteUnstyled(station.steering.Get("/signal?identifier=1001").body),
+              R"({"Identifier":1001,"Value":[true]})");
+    EXPECT_EQ(JsonUtil::WriteUnstyled(station.steering.Get("/signal?identifier=140").body),
+              R"({"Identifier":140,"Value":[-1000.0,-1000.0,-1000.0]})");
+    EXPECT_EQ(JsonUtil::WriteUnstyled(station.steering.Get("/signal?identifier=2").body),
+              R"({"Identifier":2,"Value":[]})");
+    EXPECT_EQ(station.steering.Get("/signal").body.size(), 205U);
+    EXPECT_EQ(station.steering.Get("/signal?identifier=x").status, 400);
+}
+
+TEST_F(SteeringRequests, SignalTakesFloatsThatAreNoNumbers)
+{
+    EXPECT_EQ(
+        JsonUtil::WriteUnstyled(Post(
+            "/signal", R"({"Identifier": 140, "Value": ["NaN", "Infinity", "-Infinity"], "Kind": "float"})")),
+        R"({"Identifier":140,"Value":["NaN","Infinity","-Infinity"]})");
+    SPatientContext context;
+    ipc::MSignalIdentifier identifier;
+    identifier.set_identifier(static_cast<ipc::ESignalIdentifier>(140));
+    ipc::MDiagnosticsSignal signal;
+    ASSERT_TRUE(
+        station.Connect<ipc::Diagnostics>("Diagnostics")->GetSignal(&context, identifier, &signal).ok());
+    ASSERT_EQ(signal.data_size(), 3);
+    EXPECT_TRUE(std::isnan(signal.data(0).float_value()));
+    EXPECT_EQ(signal.data(1).float_value(), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(signal.data(2).float_value(), -std::numeric_limits<float>::infinity());
+}
+
+TEST_F(SteeringRequests, TextOfASignalThatLooksLikeAFloatIsAText)
+{
+    Post("/signal", R"({"Identifier": 142, "Value": "NaN"})");
+    SPatientContext context;
+    ipc::MSignalIdentifier identifier;
+    identifier.set_identifier(static_cast<ipc::ESignalIdentifier>(142));
+    ipc::MDiagnosticsSignal signal;
+    ASSERT_TRUE(
+        station.Connect<ipc::Diagnostics>("Diagnostics")->GetSignal(&context, identifier, &signal).ok());
+    EXPECT_EQ(signal.data(0).string_value(), "NaN");
+}
+
+TEST_F(SteeringRequests, FreezeFrameIsAnnouncedWithAnyName)
+{
+    const auto diagnostics = station.Connect<ipc::Diagnostics>("Diagnostics");
+    CStreamCollector<ipc::MText> finished(
+        [&](auto* call) { return diagnostics->SubscribeFreezeFrameDone(call, ipc::MVoid()); });
+    EXPECT_EQ(JsonUtil::WriteUnstyled(Post("/freezeframe", R"({"Name": ""})")), R"({"Name":""})");
+    Post("/freezeframe", R"({"Name": "/log/never"})");
+    const auto names = finished.received.Await(2);
+    ASSERT_EQ(names.size(), 2U);
+    EXPECT_EQ(names[0].value(), "");
+    EXPECT_EQ(names[1].value(), "/log/never");
+}
+
 TEST_F(SteeringRequests, KindOfASignalReachesTheWire)
 {
     Post("/signal", R"({"Identifier": 140, "Value": 1, "Kind": "float"})");
@@ -223,6 +282,9 @@ TEST_F(SteeringRequests, WrongBodiesAreRefusedWithAReason)
         {"/signal", R"({"Identifier": 1000, "Value": {}})"},
         {"/signal", R"({"Identifier": 1000, "Value": 1, "Kind": "bool"})"},
         {"/signal", R"({"Identifier": 1000, "Value": 1, "Kind": "double"})"},
+        {"/signal", R"({"Identifier": 1000, "Value": "text", "Kind": "float"})"},
+        {"/freezeframe", R"({})"},
+        {"/freezeframe", R"({"Name": 5})"},
         {"/firmware", R"({"Result": "Success"})"},
         {"/firmware", R"({"Status": 1, "Result": 1})"},
     };

@@ -78,9 +78,24 @@ TEST(SimulatedSignals, ChangeOfAFlagIsZeroUpOneDownAndTwoForTheRest)
 
 TEST_F(SimulatedDiagnostics, UnknownSignalHasNoValues)
 {
-    const ipc::MDiagnosticsSignal signal = diagnostics->GetSignal(140);
-    EXPECT_EQ(signal.identifier(), 140);
+    const ipc::MDiagnosticsSignal signal = diagnostics->GetSignal(2);
+    EXPECT_EQ(signal.identifier(), 2);
     EXPECT_EQ(signal.data_size(), 0);
+}
+
+TEST_F(SimulatedDiagnostics, SignalOfTheCatalogueStartsWithItsInitialValue)
+{
+    const ipc::MDiagnosticsSignal currents = diagnostics->GetSignal(140);
+    EXPECT_EQ(currents.identifier(), 140);
+    ASSERT_EQ(currents.data_size(), 3);
+    EXPECT_EQ(currents.data(2).value_case(), ipc::MDiagnosticsData::kFloatValue);
+    EXPECT_EQ(currents.data(2).float_value(), -1000.0F);
+    ASSERT_EQ(diagnostics->GetSignal(142).data_size(), 1);
+    EXPECT_EQ(diagnostics->GetSignal(142).data(0).string_value(), "Unknown");
+    ASSERT_EQ(diagnostics->GetSignal(1001).data_size(), 1);
+    EXPECT_EQ(diagnostics->GetSignal(1001).data(0).value_case(), ipc::MDiagnosticsData::kBoolValue);
+    EXPECT_FALSE(diagnostics->GetSignal(1001).data(0).bool_value());
+    EXPECT_TRUE(changes.empty());
 }
 
 TEST_F(SimulatedDiagnostics, SetSignalIsReadAndAnnounced)
@@ -109,19 +124,41 @@ TEST_F(SimulatedDiagnostics, SetValueGoesBeforeTheStationsOwn)
     diagnostics->ClearSignal(52);
     EXPECT_EQ(diagnostics->GetSignal(52).data(0).int_value(), 16000);
     EXPECT_EQ(changes.size(), 1U);
+    live.clear();
+    EXPECT_EQ(diagnostics->GetSignal(52).data(0).int_value(), -1000);
 }
 
-TEST_F(SimulatedDiagnostics, SnapshotHasAllSignalsByNumber)
+TEST_F(SimulatedDiagnostics, KnowsTheSignalsThatHaveMoreThanAnInitialValueByNumber)
 {
     live = {Number(128, -50), Number(52, 16000)};
     diagnostics->SetSignal(Flag(1001, true));
     diagnostics->SetSignal(Number(52, 5));
+    const ipc::MDiagnosticsSnapshot known = diagnostics->GetKnownSignals();
+    ASSERT_EQ(known.signal_size(), 3);
+    EXPECT_EQ(known.signal(0).identifier(), 52);
+    EXPECT_EQ(known.signal(0).data(0).int_value(), 5);
+    EXPECT_EQ(known.signal(1).identifier(), 128);
+    EXPECT_EQ(known.signal(2).identifier(), 1001);
+}
+
+TEST_F(SimulatedDiagnostics, SnapshotHasTheCatalogueAndWhatElseIsKnown)
+{
+    EXPECT_EQ(diagnostics->GetSnapshot().signal_size(), 205);
+    live = {Number(128, -50)};
+    diagnostics->SetSignal(Flag(2, true));
     const ipc::MDiagnosticsSnapshot snapshot = diagnostics->GetSnapshot();
-    ASSERT_EQ(snapshot.signal_size(), 3);
-    EXPECT_EQ(snapshot.signal(0).identifier(), 52);
-    EXPECT_EQ(snapshot.signal(0).data(0).int_value(), 5);
-    EXPECT_EQ(snapshot.signal(1).identifier(), 128);
-    EXPECT_EQ(snapshot.signal(2).identifier(), 1001);
+    ASSERT_EQ(snapshot.signal_size(), 206);
+    EXPECT_EQ(snapshot.signal(0).identifier(), 1);
+    EXPECT_EQ(snapshot.signal(1).identifier(), 2);
+    EXPECT_TRUE(snapshot.signal(1).data(0).bool_value());
+    EXPECT_EQ(snapshot.signal(205).identifier(), 20504);
+}
+
+TEST_F(SimulatedDiagnostics, FreezeFrameThatWasNeverTakenIsAnnounced)
+{
+    diagnostics->AnnounceFreezeFrame("");
+    EXPECT_EQ(finished, std::vector<std::string>{""});
+    EXPECT_TRUE(frames.empty());
 }
 
 TEST_F(SimulatedDiagnostics, FreezeFrameIsWrittenOnTheWorkerAndThenAnnounced)
@@ -132,7 +169,8 @@ TEST_F(SimulatedDiagnostics, FreezeFrameIsWrittenOnTheWorkerAndThenAnnounced)
     RunWorker();
     ASSERT_EQ(frames.size(), 1U);
     EXPECT_EQ(frames[0]["Reason"], "a reason");
-    EXPECT_EQ(frames[0]["Signals"][0]["Identifier"], 1001);
+    ASSERT_EQ(frames[0]["Signals"].size(), 205U);
+    EXPECT_EQ(frames[0]["Signals"][0]["Identifier"], 1);
     EXPECT_EQ(finished, std::vector<std::string>{"/log/frame.json"});
 }
 
