@@ -79,7 +79,7 @@ constexpr bool IsOrdered(const std::array<SConfigKeyRule, Size>& rules)
 {
     for (std::size_t i = 1; i < Size; ++i)
     {
-        if (!(rules[i - 1].key < rules[i].key))
+        if (!(rules.at(i - 1).key < rules.at(i).key))
         {
             return false;
         }

@@ -17,6 +17,8 @@ std::string FileOf(const std::string& name)
 
 } // namespace
 
+CConfigFiles::CConfigFiles() = default;
+
 void CConfigFiles::Write(const std::string& name, const std::string& json) const
 {
     directory.Write(FileOf(name), json);

@@ -13,6 +13,8 @@
 class CConfigFiles
 {
 public:
+    CConfigFiles();
+
     std::string Root() const { return directory.Root(); }
 
     /// Replaces what a configuration holds, before it is opened.

@@ -22,7 +22,6 @@ namespace
 {
 
 using testing::NiceMock;
-using testing::Return;
 
 constexpr int Rounds = 20;
 

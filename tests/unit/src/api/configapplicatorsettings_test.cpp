@@ -21,9 +21,7 @@
 namespace
 {
 
-using testing::HasSubstr;
 using testing::Return;
-using testing::StartsWith;
 using testing::StrictMock;
 using testing::Throw;
 

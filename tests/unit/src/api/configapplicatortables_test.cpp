@@ -184,9 +184,9 @@ std::string InitialValue(EType type)
 class ConfigTables : public testing::TestWithParam<STable>
 {
 protected:
-    const std::vector<SRow>& Rows() const { return GetParam().rows; }
+    static const std::vector<SRow>& Rows() { return GetParam().rows; }
 
-    std::vector<std::string> KeysInOrder() const
+    static std::vector<std::string> KeysInOrder()
     {
         std::vector<std::string> keys;
         for (const SRow& row : Rows())
@@ -198,7 +198,7 @@ protected:
     }
 
     /// All settings with their initial values, in key order, but for one.
-    std::string InitialValues(const std::string& omittedKey = "") const
+    static std::string InitialValues(const std::string& omittedKey = "")
     {
         std::map<std::string, std::string> values;
         for (const SRow& row : Rows())

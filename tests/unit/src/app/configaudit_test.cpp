@@ -1,5 +1,7 @@
+#include "src/api/config.h"
 #include "src/api/configapplicator.h"
 #include "src/api/jsonbody.h"
+#include "src/api/jsonresponse.h"
 #include "src/configaudit.h"
 
 #include "contracts/diagnostics/diagnosticscommclient.h"
@@ -21,9 +23,11 @@
 #include <gtest/gtest.h>
 
 #include "tests/fakes/fakerequest.h"
+#include "tests/fakes/mockauthorization.h"
 #include "tests/fakes/mockservices.h"
 #include "tests/support/capturedlog.h"
 #include "tests/support/configfiles.h"
+#include "tests/support/quickpassword.h"
 #include "tests/support/requestfailure.h"
 #include "tests/support/runtogether.h"
 
@@ -117,6 +121,11 @@ Signal SecuritySignal(const std::string& key, const std::string& shown)
 Signal PlainSignal(const std::string& key, const std::string& shown)
 {
     return {ParameterChanged, "Parameter " + key + " has been reconfigured to " + shown};
+}
+
+const Json::Value& ValueOf(const Resources::CConfigApi::Response& response)
+{
+    return dynamic_cast<const JsonResponse&>(*response).GetValue();
 }
 
 class ConfigAudit : public testing::Test
@@ -402,6 +411,44 @@ TEST_F(ConfigAudit, MaskedValuesOfABackOfficeAppearNowhere)
     }
 }
 
+TEST_F(ConfigAudit, PasswordsThatAreSetOverTheApiAppearNowhere)
+{
+    const auto authorization = std::make_shared<NiceMock<CMockAuthorization>>();
+    ON_CALL(*authorization, CheckPassword).WillByDefault(testing::Return(true));
+    files.Write("secrets", R"({"WebIfPukCode":")" + EncodedQuickly("hidden-puk") + "\"}");
+    const auto secrets = Open("secrets");
+    const CCapturedLog log;
+    Resources::CConfigApi api(authorization,
+                              files.Open("rfid_standalone"),
+                              nullptr,
+                              std::make_shared<CNetworkConfigApplicator>(Open("network"), nullptr),
+                              std::make_shared<CNetworkSecretsApplicator>(secrets),
+                              nullptr,
+                              secrets,
+                              nullptr);
+
+    api.PutWebIfManagementPassword(
+        CFakeRequest(R"({"CurrentPassword":"hidden-current","NewPassword":"hidden-new"})"));
+    const std::string firstEncoded = secrets->GetString("WebIfManagementPassword", "");
+    api.PutWebIfManagementPasswordPuk(
+        CFakeRequest(R"({"PukCode":"hidden-puk","NewPassword":"hidden-newer"})"));
+    const std::string secondEncoded = secrets->GetString("WebIfManagementPassword", "");
+    ASSERT_NE(firstEncoded, secondEncoded);
+    const std::string answer = ValueOf(api.GetNetworkConfig()).toStyledString();
+
+    EXPECT_THAT(TakeSignals(),
+                ElementsAre(SecuritySignal("WebIfManagementPassword", "****"),
+                            SecuritySignal("WebIfManagementPassword", "****")));
+    for (const std::string& secret : {std::string("hidden"), firstEncoded, secondEncoded})
+    {
+        EXPECT_EQ(answer.find(secret), std::string::npos);
+        for (const CCapturedLog::SLine& line : log.Lines())
+        {
+            EXPECT_EQ(line.text.find(secret), std::string::npos) << line.text;
+        }
+    }
+}
+
 TEST_F(ConfigAudit, TextOfTheSignalIsNotLogged)
 {
     const CCapturedLog log;
@@ -422,7 +469,7 @@ TEST_F(ConfigAudit, ChangesOfSeveralFilesAtTheSameTimeAreAllReported)
     RunTogether(6,
                 [&](int number)
                 {
-                    const auto& config = configs[static_cast<std::size_t>(number) % configs.size()];
+                    const auto& config = configs.at(static_cast<std::size_t>(number) % configs.size());
                     for (int round = 0; round < Rounds; ++round)
                     {
                         config->SetValue("Key" + std::to_string(number), round);
