@@ -3,7 +3,10 @@
 #include <json/value.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <future>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,6 +24,9 @@ using Resources::CConfigApi;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+/// What a test shows by what does not happen, it watches for this long.
+constexpr std::chrono::milliseconds Watch{100};
 
 const std::string BadRequest = "400 Bad Request";
 const std::string NotFound = "404 Not Found";
@@ -344,6 +350,32 @@ TEST_F(ConfigTokens, ChangesAtTheSameTimeAllLandInListAndFile)
     }
     EXPECT_EQ(stored, expected);
     EXPECT_EQ(List(), "200 " + JsonUtil::WriteUnstyled(file));
+}
+
+TEST_F(ConfigTokens, ChangeWaitsForTheSaveOfTheOneBeforeSoThatTheFileEndsWithTheLast)
+{
+    std::future<std::string> second;
+    std::future_status status = std::future_status::ready;
+    rfidConfig = files.Open("rfid_standalone",
+                            [&](const std::string&, const Json::Value&)
+                            {
+                                if (!second.valid())
+                                {
+                                    second = std::async(std::launch::async,
+                                                        [this] { return Post(Token("4", "four")); });
+                                    status = second.wait_for(Watch);
+                                }
+                            });
+    api = std::make_unique<CConfigApi>(
+        nullptr, rfidConfig, nullptr, nullptr, nullptr, nullptr, secretsConfig, nullptr);
+
+    EXPECT_EQ(Post(Token("3", "three")), "204");
+
+    EXPECT_EQ(status, std::future_status::timeout);
+    EXPECT_EQ(second.get(), "204");
+    EXPECT_EQ(Stored(),
+              "[" + Token("1", "one") + "," + Token("2", "two") + "," + Token("3", "three") + "," +
+                  Token("4", "four") + "]");
 }
 
 TEST_F(ConfigTokens, OneOfManyPostsOfATokenAtTheSameTimeWins)
