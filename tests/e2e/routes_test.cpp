@@ -37,6 +37,7 @@ const std::vector<SRoute> Routes{
     {"GET", "/system/info", EMode::Both, true, 200, 200},
     {"GET", "/system/health", EMode::Both, false, 204, 204},
     {"PUT", "/system/identify", EMode::Both, true, 204, 204},
+    {"GET", "/system/diagnostics/freezeframes", EMode::Both, true, 200, 200},
     {"GET", "/system/diagnostics/snapshot", EMode::Both, true, 200, 200},
     {"GET", "/system/web-interface-mode", EMode::Both, false, 200, 200},
     {"POST", "/auth/login", EMode::Dashboard, false, 400, NotThere},
@@ -73,6 +74,9 @@ void ExpectNotFoundPage(const SHttpResponse& response)
 
 class RouteTable : public StationTest
 {
+protected:
+    /// Some routes act on the station's files.
+    RouteTable() { PutFilesInPlace(); }
 };
 
 } // namespace

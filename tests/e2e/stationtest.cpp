@@ -28,10 +28,16 @@ StationTest::StationTest()
                R"({"WebSessions": [{"Key": ")" + SessionKey + R"(", "Expiry": 4102444800}]})");
 }
 
+void StationTest::PutFilesInPlace()
+{
+    inStation = {WEBBACKEND_IN_STATION, root.Path().string()};
+}
+
 void StationTest::StartStation()
 {
-    simulator =
-        std::make_unique<CChildProcess>(std::vector<std::string>{WEBBACKEND_STATIONSIM, "-r", root.Root()});
+    std::vector<std::string> command = inStation;
+    command.insert(command.end(), {WEBBACKEND_STATIONSIM, "-r", root.Root()});
+    simulator = std::make_unique<CChildProcess>(command);
     const auto end = std::chrono::steady_clock::now() + TestPatience;
     while (!CRawHttp::CanConnect(SteeringPort))
     {
@@ -48,7 +54,8 @@ void StationTest::StartStationWithManualController()
 
 void StationTest::StartProcess(const std::vector<std::string>& options)
 {
-    std::vector<std::string> command{WEBBACKEND_PROCESS};
+    std::vector<std::string> command = inStation;
+    command.emplace_back(WEBBACKEND_PROCESS);
     command.insert(command.end(), options.begin(), options.end());
     command.insert(command.end(), {"-r", root.Root()});
     process = std::make_unique<CChildProcess>(command);

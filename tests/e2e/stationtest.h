@@ -36,6 +36,10 @@ class StationTest : public testing::Test
 protected:
     StationTest();
 
+    /// Has the programs that are started from now on find the root's data as /data and its tmp as /tmp, so
+    /// that they leave the host's alone.
+    void PutFilesInPlace();
+
     /// Brings the station up. Without a hand on the controller the process will be enabled by it.
     void StartStation();
 
@@ -60,6 +64,9 @@ protected:
 
     CStationRoot root;
     const CSteeringClient station{SteeringPort};
+
+    /// What stands before a program on its command line
+    std::vector<std::string> inStation;
     std::unique_ptr<CChildProcess> simulator;
     std::unique_ptr<CChildProcess> process;
 };
