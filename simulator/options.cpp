@@ -18,7 +18,8 @@ enum EOption
     Script = 256,
     SteerPort,
     LogDirectory,
-    Package
+    Package,
+    ManualController
 };
 
 constexpr std::array LongOptions{option{"root", required_argument, nullptr, 'r'},
@@ -26,6 +27,7 @@ constexpr std::array LongOptions{option{"root", required_argument, nullptr, 'r'}
                                  option{"steer-port", required_argument, nullptr, SteerPort},
                                  option{"log-dir", required_argument, nullptr, LogDirectory},
                                  option{"package", required_argument, nullptr, Package},
+                                 option{"manual-controller", no_argument, nullptr, ManualController},
                                  option{"verbose", no_argument, nullptr, 'v'},
                                  option{"help", no_argument, nullptr, 'h'},
                                  option{nullptr, 0, nullptr, 0}};
@@ -61,6 +63,9 @@ void Take(int found, SOptions& options)
     case Package:
         options.simulator.firmwarePackage = optarg;
         break;
+    case ManualController:
+        options.simulator.hasManualController = true;
+        break;
     case 'v':
         options.isVerbose = true;
         break;
@@ -81,6 +86,7 @@ const char* const UsageText =
     "  --steer-port PORT    of the steering on 127.0.0.1; 8090, or 0 for a free one\n"
     "  --log-dir DIR        of the freeze frames; ROOT/data/log\n"
     "  --package FILE       the firmware package; /tmp/update/package.swu\n"
+    "  --manual-controller  the controller waits for the steering\n"
     "  -v, --verbose        log every call and steering request\n"
     "  -h, --help           this text\n";
 

@@ -47,6 +47,10 @@ CStationSim::CStationSim(const SSimulatorSettings& settings)
     const Rpc::STransportConfig config = Rpc::ReadTransportConfig(root.string() + "etc/iipc.json");
     services = std::make_unique<CStationServices>(config, SServiceParts{gate, station, notifications});
     controller = std::make_unique<CController>(config.listen, settings.recoveryPause, SystemTime());
+    if (settings.hasManualController)
+    {
+        controller->SetMode(CController::EMode::Manual);
+    }
     AddRoutes();
     if (settings.script)
     {

@@ -40,6 +40,8 @@ struct SSimulatorSettings
     /// of the freeze frames; empty for data/log under the root
     std::filesystem::path logDirectory;
     std::filesystem::path firmwarePackage = "/tmp/update/package.swu";
+    /// whether the controller leaves the process alone until it is told otherwise
+    bool hasManualController = false;
     /// before the controller enables a process that reported an error
     std::chrono::milliseconds recoveryPause{1000};
 };

@@ -1,5 +1,7 @@
 #include "src/callinterrupter.h"
 
+#include "platform/worker/heldsignals.h"
+
 #include <utility>
 
 CCallInterrupter::CCallInterrupter(GrpcBackend& transport,
@@ -7,8 +9,9 @@ CCallInterrupter::CCallInterrupter(GrpcBackend& transport,
                                    std::function<void()> endWaits)
     : transport(transport)
     , endWaits(std::move(endWaits))
-    , thread([this, grace] { InterruptAfter(grace); })
 {
+    const CHeldSignals held;
+    thread = std::thread([this, grace] { InterruptAfter(grace); });
 }
 
 CCallInterrupter::~CCallInterrupter()

@@ -14,6 +14,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/worker/heldsignals.h"
 
 #include <chrono>
 #include <csignal>
@@ -140,6 +141,7 @@ void CWebbackend::StartCommunication()
 {
     LOG_ENTRY(CWebbackend, "StartCommunication");
     appCommunicationHost->StartServices();
+    const CHeldSignals held;
     notificationThread = std::thread([host = appCommunicationHost] { host->HandleClientNotifications(); });
     serverThread = std::thread([host = appCommunicationHost] { host->RunServer(); });
 }
@@ -179,6 +181,7 @@ void CWebbackend::StopCommunication()
 void CWebbackend::StartServers()
 {
     LOG_ENTRY(CWebbackend, "StartServers");
+    const CHeldSignals held;
     try
     {
         restServer->Start();

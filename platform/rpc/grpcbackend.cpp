@@ -6,6 +6,7 @@
 #include "platform/rpc/taskqueue.h"
 #include "platform/rpc/transportconfig.h"
 #include "platform/rpc/transportlog.h"
+#include "platform/worker/heldsignals.h"
 
 #include <grpcpp/create_channel.h>
 #include <grpcpp/security/credentials.h>
@@ -71,8 +72,8 @@ public:
 class GrpcBackend::CImplementation
 {
 public:
-    explicit CImplementation(const std::string& configPath)
-        : config(Rpc::ReadTransportConfig(configPath))
+    explicit CImplementation(Rpc::STransportConfig newConfig)
+        : config(std::move(newConfig))
         , loop(builder.AddCompletionQueue())
         , notifications(std::make_shared<Rpc::CNotificationHub>(loop))
     {
@@ -189,8 +190,15 @@ void GrpcBackend::SetLogger(std::shared_ptr<Rpc::ILogger> logger)
     Rpc::SetTransportLog(std::move(logger));
 }
 
+std::unique_ptr<GrpcBackend::CImplementation> GrpcBackend::MakeImplementation(const std::string& configPath)
+{
+    Rpc::STransportConfig config = Rpc::ReadTransportConfig(configPath);
+    const CHeldSignals held;
+    return std::make_unique<CImplementation>(std::move(config));
+}
+
 GrpcBackend::GrpcBackend(const std::string& configPath)
-    : implementation(std::make_unique<CImplementation>(configPath))
+    : implementation(MakeImplementation(configPath))
 {
 }
 
@@ -198,6 +206,7 @@ GrpcBackend::~GrpcBackend() = default;
 
 void GrpcBackend::StartServices()
 {
+    const CHeldSignals held;
     implementation->StartServices();
 }
 
@@ -228,6 +237,7 @@ void GrpcBackend::ResumeCalls()
 
 std::shared_ptr<Rpc::CConnection> GrpcBackend::Connect(const std::string& service)
 {
+    const CHeldSignals held;
     return implementation->Connect(service);
 }
 

@@ -57,5 +57,9 @@ protected:
 
 private:
     class CImplementation;
+
+    /// Its threads leave the signals to the main thread.
+    static std::unique_ptr<CImplementation> MakeImplementation(const std::string& configPath);
+
     const std::unique_ptr<CImplementation> implementation;
 };

@@ -31,7 +31,8 @@ public:
     static CPassword FromPlainText(const std::string& password);
 
     /// Whether @p password is the one. Takes as long as hashing it, with yescrypt some 16 MiB of memory, and
-    /// tells by its time nothing of how much agrees. False also when crypt fails for want of memory.
+    /// tells by its time nothing of how much agrees. What can't be taken whole is answered at once. False
+    /// also when crypt fails for want of memory.
     bool Equal(const std::string& password) const;
 
     /// The encoded form.

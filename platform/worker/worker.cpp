@@ -1,5 +1,7 @@
 #include "platform/worker/worker.h"
 
+#include "platform/worker/heldsignals.h"
+
 #include <pthread.h>
 
 #include <cstddef>
@@ -77,6 +79,7 @@ void CWorker::Start()
     queue->Open();
     try
     {
+        const CHeldSignals held;
         thread = std::thread(
             [queue = queue, name = threadName]
             {

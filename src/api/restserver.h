@@ -38,8 +38,8 @@ public:
     /// Has @p handler answer one method of @p path and of all paths below it that have no resource of their
     /// own. The last route that is added for a method and path holds. Not while the server runs.
     /// @param path  a segment {name} stands for any one segment and is read with GetArg("name")
-    /// @throws std::invalid_argument if the path differs from an earlier one only in spelling: case, outer
-    /// slashes, names of parameters
+    /// @throws std::invalid_argument if the path is malformed, or differs from an earlier one only in
+    /// spelling: case, outer slashes, names of parameters
     void AddRoute(EHttpMethod method,
                   const std::string& path,
                   CRestResource::Handler handler,

@@ -46,8 +46,8 @@ public:
     /// Whether @p key names a live session that outlives the process. Its life goes on as it was.
     virtual bool IsSessionPersistent(const std::string& key) = 0;
 
-    /// Whether @p password is the password that was in force at the last login or since the start, whichever
-    /// is later. Takes the time of a hash; does not wait for any other operation.
+    /// Whether @p password is the password as it was read at the start or at the last attempt to log in.
+    /// Takes the time of a hash; does not wait for any other operation.
     virtual bool CheckPassword(const std::string& password) = 0;
 
     /// Logs in. Reports each success to the diagnostics and waits for that; all other operations on sessions
@@ -69,9 +69,9 @@ public:
 /// The session store of a commissioned station.
 ///
 /// Two keys of the configuration "secrets" are its own:
-/// - "WebIfManagementPassword", read: the password in the encoded form of Toolbox::CPassword. Without one
-/// that
-///   can be decoded nobody logs in. A change of the file is noticed at the next login.
+/// - "WebIfManagementPassword", read: the password in the encoded form of Toolbox::CPassword. A change of the
+///   file is noticed at the next login; what can't be decoded is left out of account, so that nobody logs in
+///   as long as there has been nothing else.
 /// - "WebSessions", kept: the persistent sessions, [{"Expiry": seconds since the epoch, "Key": text}, …] in
 ///   order of their keys. It is written when such a session begins or is found to have ended, but not when
 ///   one is renewed. A session that was restored from it gets at each renewal the whole seconds that were
@@ -89,8 +89,8 @@ class CAuthorization : public IAuthorization
 public:
     /// Loads password and sessions.
     /// @param config  the configuration "secrets"
-    /// @throws Json::Exception if a stored session has a "Key" that is no text or an "Expiry" that is no
-    ///         number from 0 on
+    /// @throws Json::Exception if a stored session has a "Key" that the JSON library can't give as a text or
+    /// an "Expiry" that it can't give as a number from 0 on, such as objects and negative numbers
     explicit CAuthorization(std::shared_ptr<TarnConfig> config,
                             Toolbox::SystemClock clock = &std::chrono::system_clock::now);
 

@@ -10,6 +10,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <regex>
@@ -65,6 +67,19 @@ private:
     std::atomic<bool> over{false};
     std::thread thread;
 };
+
+/// @param thread  a directory of /proc
+bool BlocksSigint(const std::filesystem::path& thread)
+{
+    std::ifstream status(thread / "status");
+    std::string word;
+    while (status >> word && word != "SigBlk:")
+    {
+    }
+    std::uint64_t mask = 0;
+    status >> std::hex >> mask;
+    return (mask >> (SIGINT - 1) & 1U) != 0;
+}
 
 class Lifecycle : public StationTest
 {
@@ -490,6 +505,21 @@ TEST_F(Lifecycle, LogLevelIsSetFromOutside)
     EXPECT_EQ(Control("disable"), 0);
 
     EXPECT_TRUE(process->AwaitErrorLine("State Disabled: entry"));
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, OnlyTheMainThreadTakesSigint)
+{
+    StartUninitialized();
+    Enable();
+    EXPECT_EQ(HealthStatus(), 204);
+
+    for (const auto& thread :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process->Id()) + "/task"))
+    {
+        const bool isMain = thread.path().filename() == std::to_string(process->Id());
+        EXPECT_EQ(BlocksSigint(thread.path()), !isMain) << thread.path();
+    }
     ExpectCleanEnd();
 }
 

@@ -1,4 +1,4 @@
-#include <array>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -53,11 +53,13 @@ std::string Name(const SRoute& route)
     return std::string(route.method) + " " + route.path;
 }
 
-bool HasMethod(const std::string& path, const std::string& method)
+/// Whether the path takes the method outside the other mode.
+bool HasMethod(const std::string& path, const std::string& method, EMode otherMode)
 {
     return std::any_of(Routes.begin(),
                        Routes.end(),
-                       [&](const SRoute& route) { return route.path == path && route.method == method; });
+                       [&](const SRoute& route)
+                       { return route.path == path && route.method == method && route.mode != otherMode; });
 }
 
 SHttpResponse Ask(const SRoute& route, const std::string& below, const HttpHeaders& headers)
@@ -72,11 +74,48 @@ void ExpectNotFoundPage(const SHttpResponse& response)
     EXPECT_EQ(response.body, "Not Found");
 }
 
+/// A logout ends the session that it comes with.
+const HttpHeaders& SessionFor(const SRoute& route)
+{
+    static const HttpHeaders none{{"Cookie", "sessionid=none"}};
+    return std::string(route.path) == "/auth/logout" ? none : LoggedIn;
+}
+
+void ExpectRefusal(const std::string& method, const std::string& path, const HttpHeaders& headers)
+{
+    CRawHttp client(RestPort);
+    client.Send(HttpRequestText(method, path, headers));
+    const SHttpResponse response = client.Receive(method);
+    EXPECT_EQ(response.status, 405) << method << ' ' << path;
+    if (method != "HEAD")
+    {
+        EXPECT_EQ(response.body, "\"Method not Allowed\"\n") << method << ' ' << path;
+    }
+}
+
 class RouteTable : public StationTest
 {
 protected:
     /// Some routes act on the station's files.
     RouteTable() { PutFilesInPlace(); }
+
+    /// On all paths but those of the other mode, with a session and without.
+    static void ExpectOtherMethodsToBeRefused(EMode otherMode)
+    {
+        for (const SRoute& route : Routes)
+        {
+            for (const std::string method : AllMethods)
+            {
+                if (route.mode == otherMode || HasMethod(route.path, method, otherMode))
+                {
+                    continue;
+                }
+                ExpectRefusal(method, route.path, {});
+                ExpectRefusal(method, route.path, LoggedIn);
+                ExpectRefusal(method, std::string(route.path) + "/below", {});
+            }
+        }
+    }
 };
 
 } // namespace
@@ -87,68 +126,66 @@ TEST_F(RouteTable, OfTheDashboardIsGatedAsItStands)
 
     for (const SRoute& route : Routes)
     {
-        SCOPED_TRACE(Name(route));
-        if (route.mode == EMode::Commissioning)
-        {
-            ExpectNotFoundPage(Ask(route, "", LoggedIn));
-            continue;
-        }
         for (const std::string below : {"", "/below", "/below/that"})
         {
-            SCOPED_TRACE(below);
+            SCOPED_TRACE(Name(route) + below);
+            if (route.mode == EMode::Commissioning)
+            {
+                ExpectNotFoundPage(Ask(route, below, LoggedIn));
+                continue;
+            }
             const SHttpResponse open = Ask(route, below, {});
             EXPECT_EQ(open.status, route.gated ? 401 : route.dashboardStatus);
             if (route.gated)
             {
                 EXPECT_EQ(open.body, "\"Unauthorized\"\n");
             }
-            EXPECT_EQ(Ask(route, below, LoggedIn).status, route.dashboardStatus);
+            EXPECT_EQ(Ask(route, below, SessionFor(route)).status, route.dashboardStatus);
         }
     }
     ExpectCleanEnd();
 }
 
-TEST_F(RouteTable, OfCommissioningAnswersWithoutASession)
+TEST_F(RouteTable, OfCommissioningAnswersWithAndWithoutASession)
 {
     root.SetDefault("settings", "InstallationComplete", false);
     StartAll();
 
     for (const SRoute& route : Routes)
     {
-        SCOPED_TRACE(Name(route));
-        if (route.mode == EMode::Dashboard)
+        for (const std::string below : {"", "/below", "/below/that"})
         {
-            ExpectNotFoundPage(Ask(route, "", {}));
-            continue;
-        }
-        for (const std::string below : {"", "/below"})
-        {
-            EXPECT_EQ(Ask(route, below, {}).status, route.commissioningStatus) << below;
+            SCOPED_TRACE(Name(route) + below);
+            for (const HttpHeaders& headers : {HttpHeaders(), LoggedIn})
+            {
+                if (route.mode == EMode::Dashboard)
+                {
+                    ExpectNotFoundPage(Ask(route, below, headers));
+                    continue;
+                }
+                EXPECT_EQ(Ask(route, below, headers).status, route.commissioningStatus);
+            }
         }
     }
+    ExpectOtherMethodsToBeRefused(EMode::Dashboard);
     ExpectCleanEnd();
 }
 
 TEST_F(RouteTable, RefusesOtherMethodsBeforeItAsksForASession)
 {
     StartAll();
+    ExpectOtherMethodsToBeRefused(EMode::Commissioning);
+    ExpectCleanEnd();
+}
 
-    for (const SRoute& route : Routes)
-    {
-        for (const std::string method : AllMethods)
-        {
-            if (route.mode != EMode::Commissioning && !HasMethod(route.path, method))
-            {
-                CRawHttp client(RestPort);
-                client.Send(HttpRequestText(method, route.path));
-                const SHttpResponse response = client.Receive(method);
-                EXPECT_EQ(response.status, 405) << method << ' ' << route.path;
-                if (method != "HEAD")
-                {
-                    EXPECT_EQ(response.body, "\"Method not Allowed\"\n") << method << ' ' << route.path;
-                }
-            }
-        }
-    }
+TEST_F(RouteTable, StatusIsActiveForEverybodyDuringCommissioning)
+{
+    root.SetDefault("settings", "InstallationComplete", false);
+    StartAll();
+
+    const SHttpResponse status = HttpRequest(RestPort, "GET", "/auth/status", LoggedIn);
+
+    EXPECT_EQ(status.body, "{\n\t\"Active\" : true\n}\n");
+    EXPECT_FALSE(status.HasHeader("Set-Cookie"));
     ExpectCleanEnd();
 }

@@ -33,10 +33,11 @@ void StationTest::PutFilesInPlace()
     inStation = {WEBBACKEND_IN_STATION, root.Path().string()};
 }
 
-void StationTest::StartStation()
+void StationTest::StartStation(const std::vector<std::string>& options)
 {
     std::vector<std::string> command = inStation;
     command.insert(command.end(), {WEBBACKEND_STATIONSIM, "-r", root.Root()});
+    command.insert(command.end(), options.begin(), options.end());
     simulator = std::make_unique<CChildProcess>(command);
     const auto end = std::chrono::steady_clock::now() + TestPatience;
     while (!CRawHttp::CanConnect(SteeringPort))
@@ -48,8 +49,7 @@ void StationTest::StartStation()
 
 void StationTest::StartStationWithManualController()
 {
-    StartStation();
-    ASSERT_EQ(station.Post("/controller", R"({"Mode": "manual"})").status, 200);
+    StartStation({"--manual-controller"});
 }
 
 void StationTest::StartProcess(const std::vector<std::string>& options)

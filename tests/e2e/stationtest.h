@@ -41,7 +41,8 @@ protected:
     void PutFilesInPlace();
 
     /// Brings the station up. Without a hand on the controller the process will be enabled by it.
-    void StartStation();
+    /// @param options  behind the root
+    void StartStation(const std::vector<std::string>& options = {});
 
     /// The same, but the controller waits for Control.
     void StartStationWithManualController();

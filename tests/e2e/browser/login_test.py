@@ -17,6 +17,7 @@ class Login(unittest.TestCase):
     def setUp(self):
         self.station = stations.Station(PROGRAMS, FILES)
         self.addCleanup(self.station.close)
+        self.station.open()
         self.profile = tempfile.mkdtemp(prefix="browser")
         self.addCleanup(shutil.rmtree, self.profile, True)
         self.start_browser()

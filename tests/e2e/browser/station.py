@@ -56,8 +56,11 @@ class Station:
         for directory in ("run", "data/config", "data/log"):
             (self.root / directory).mkdir(parents=True)
         self.set_default("secrets", "WebIfManagementPassword", self.encoded(PASSWORD))
-        self.simulator = self.start("stationsim")
+        self.running = []
         self.process = None
+
+    def open(self):
+        self.start("stationsim")
         self.start_process()
 
     def encoded(self, password):
@@ -72,7 +75,9 @@ class Station:
 
     def start(self, program):
         with open(self.root / f"{program}.log", "a") as log:
-            return subprocess.Popen([self.programs[program], "-r", f"{self.root}/"], stdout=log, stderr=log)
+            self.running.append(
+                subprocess.Popen([self.programs[program], "-r", f"{self.root}/"], stdout=log, stderr=log))
+        return self.running[-1]
 
     def start_process(self):
         self.process = self.start("webbackend")
@@ -84,7 +89,7 @@ class Station:
             raise AssertionError("the process did not end well")
 
     def close(self):
-        for program in (self.process, self.simulator):
+        for program in self.running:
             program.kill()
             program.wait()
         shutil.rmtree(self.root)

@@ -33,6 +33,7 @@ TEST(SimulatorOptions, RootAloneGivesTheDefaults)
     EXPECT_EQ(options.simulator.script, std::nullopt);
     EXPECT_EQ(options.simulator.logDirectory, "");
     EXPECT_EQ(options.simulator.firmwarePackage, "/tmp/update/package.swu");
+    EXPECT_FALSE(options.simulator.hasManualController);
     EXPECT_FALSE(options.isVerbose);
     EXPECT_FALSE(options.isHelpWanted);
 }
@@ -47,9 +48,11 @@ TEST(SimulatorOptions, AllOptionsAreTaken)
                                     "0",
                                     "--log-dir",
                                     "/log",
+                                    "--manual-controller",
                                     "--package",
                                     "/p.swu",
                                     "-v"});
+    EXPECT_TRUE(options.simulator.hasManualController);
     EXPECT_EQ(options.simulator.root, "/station");
     EXPECT_EQ(options.simulator.script, "steps.json");
     EXPECT_EQ(options.simulator.steerPort, 0);

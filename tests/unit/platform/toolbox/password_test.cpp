@@ -237,6 +237,7 @@ INSTANTIATE_TEST_SUITE_P(
                "Hello world!"},
         SKnown{"$2a$05$CCCCCCCCCCCCCCCCCCCCC.E5YPO9kmyuRGyh0XouQYb4YMJKvyOeW", "U*U"},
         SKnown{"$2b$04$abcdefghijklmnopqrstuu2r9OfJnfCsdneAXAGHnS4UpFFP8WIrW", "secret"},
+        SKnown{"$2y$04$abcdefghijklmnopqrstuu2r9OfJnfCsdneAXAGHnS4UpFFP8WIrW", "secret"},
         SKnown{"$y$j75$abcd$4kXmLgaKDvIX6kdRHPMTHEFMzZbz3KU11lQ0dx6AKZ3", "secret"},
         SKnown{"$gy$j9T$abcd$wtnEhMpT3Szw0WWGlzeenA0B1Cum1o44pZlT747rQ09", "secret"},
         SKnown{"$7$CU..../....abc$wAuEOYcLM7kO6uZQXQIbfiQLCU8Fy1YXPblM7CyxZH3", "secret"}));

@@ -119,6 +119,43 @@ TEST_F(AuthorizationConcurrency, ManyLoginsGiveAsManyKeys)
     }
 }
 
+TEST_F(AuthorizationConcurrency, SessionsMayExpireWhileOthersComeAndGo)
+{
+    constexpr std::uint64_t OneSecond = 1;
+    Start();
+    std::mutex mutex;
+    std::vector<std::string> left;
+    const auto logInAndLeave = [&]
+    {
+        for (const bool persistent : {false, true})
+        {
+            const std::string key = Login(OneSecond, persistent).value();
+            authorization->RefreshSession(key);
+            const std::lock_guard lock(mutex);
+            left.push_back(key);
+        }
+    };
+    const auto logInAndOut = [&]
+    {
+        const std::string key = PersistentLogin(OneSecond);
+        authorization->IsSessionPersistent(key);
+        authorization->RemoveSession(key);
+        EXPECT_FALSE(authorization->IsSessionValid(key));
+    };
+    const auto lookUp = [&] { authorization->IsSessionValid("none"); };
+    const auto moveTime = [&] { clock.Advance(std::chrono::milliseconds(300)); };
+
+    RunTogether({logInAndLeave, logInAndLeave, logInAndOut, lookUp, moveTime}, 50);
+    clock.Advance(std::chrono::seconds(2));
+
+    EXPECT_EQ(left.size(), 200U);
+    for (const std::string& key : left)
+    {
+        EXPECT_FALSE(authorization->IsSessionValid(key));
+    }
+    EXPECT_THAT(StoredKeys(), testing::IsEmpty());
+}
+
 TEST_F(AuthorizationConcurrency, AllOperationsMayMeet)
 {
     constexpr int Rounds = 20;

@@ -92,8 +92,13 @@ TEST_F(AuthorizationRestore, BringsBackASessionWithJustASecondToLive)
 
 TEST_F(AuthorizationRestore, LeavesOutWhatHasExpiredInSilence)
 {
-    EXPECT_THAT(ErrorsOfStart("[" + Element("now", 0) + "," + Element("long ago", -1000000) + "]"),
-                IsEmpty());
+    StoreSessions("[" + Element("now", 0) + "," + Element("long ago", -1000000) + "]");
+    const CCapturedLog log(ELogLevel::Debug);
+    Start();
+    EXPECT_THAT(log.Messages(),
+                testing::ElementsAre(CCapturedLog::SLine{
+                    ELogLevel::Info,
+                    "Web interface authorization password successfully initialized from configuration."}));
 
     clock.Set(Time(seconds(Noon - 2000000)));
     EXPECT_FALSE(authorization->IsSessionValid("now"));
