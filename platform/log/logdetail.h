@@ -16,8 +16,8 @@ namespace Log::Detail
 /// Statements below this level are dropped. Above every level until Log::Init.
 extern std::atomic<int> threshold;
 
-/// Formats the statement once for each sink that takes it. A failure to format never reaches the caller: it goes to the
-/// sinks' own error handler.
+/// Formats the statement once for each sink that takes it. A failure to format never reaches the caller: it
+/// goes to the sinks' own error handler.
 void WriteFormatted(int level, fmt::string_view format, fmt::format_args arguments);
 
 std::string ReadableName(const char* typeName);
