@@ -159,8 +159,11 @@ void CWebbackend::RunStateMachine()
     SignalSlot::Fill(terminate);
     LOG_INFO("Starting state machine");
     SignalSlot::Install();
-    hsm->Run();
-    SignalSlot::Remove();
+    {
+        const SignalSlot::CThread signalThread;
+        hsm->Run();
+        SignalSlot::Remove();
+    }
     LOG_INFO("State machine stopped");
 }
 

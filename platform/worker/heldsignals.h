@@ -3,8 +3,8 @@
 #include <signal.h>
 
 /// Holds up the signals that ask the process to end, SIGINT and SIGTERM, on the calling thread while it
-/// lives. Threads that are made meanwhile never take one: they go to the main thread, which is to act on
-/// them, and never find a thread in the midst of what its handler needs.
+/// lives. Threads that are made meanwhile never take one, so that a handler does not run in the midst of what
+/// they do, under locks that it needs.
 class CHeldSignals
 {
 public:
@@ -12,6 +12,9 @@ public:
 
     /// What has arrived meanwhile takes effect here.
     ~CHeldSignals();
+
+    /// Has the calling thread take them, whatever it has inherited.
+    static void Release();
     CHeldSignals(const CHeldSignals&) = delete;
     CHeldSignals& operator=(const CHeldSignals&) = delete;
     CHeldSignals(CHeldSignals&&) = delete;

@@ -508,7 +508,7 @@ TEST_F(Lifecycle, LogLevelIsSetFromOutside)
     ExpectCleanEnd();
 }
 
-TEST_F(Lifecycle, OnlyTheMainThreadTakesSigint)
+TEST_F(Lifecycle, OneThreadThatHoldsNoLockTakesTheSignals)
 {
     StartUninitialized();
     Enable();
@@ -517,10 +517,26 @@ TEST_F(Lifecycle, OnlyTheMainThreadTakesSigint)
     for (const auto& thread :
          std::filesystem::directory_iterator("/proc/" + std::to_string(process->Id()) + "/task"))
     {
-        const bool isMain = thread.path().filename() == std::to_string(process->Id());
-        EXPECT_EQ(BlocksSigint(thread.path()), !isMain) << thread.path();
+        std::string name;
+        std::getline(std::ifstream(thread.path() / "comm"), name);
+        EXPECT_EQ(BlocksSigint(thread.path()), name != "signals") << name;
     }
     ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, SigintWhileTheMachineHandlesEventsIsNeverLost)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        simulator.reset();
+        StartUninitialized();
+        EXPECT_EQ(Control("disable"), 0);
+        station.AwaitProcessState(ReportDisabled);
+        EXPECT_EQ(Control("enable"), 0);
+        station.AwaitProcessState(ReportEnabled);
+        process->Signal(SIGINT);
+        ASSERT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+    }
 }
 
 TEST_F(Lifecycle, SigtermHasItsDefaultEffect)
