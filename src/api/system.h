@@ -49,7 +49,8 @@ public:
 
     /// Takes {"RebootType": "SoftReboot"} or "HardReboot". Answers 204 when the board has replied, and so
     /// possibly never.
-    /// @throws HttpStatusException<400> for any other body, and the board is left alone
+    /// @throws HttpStatusException<400> for any other text, and for a body without one; Json::Exception for a
+    /// body that is neither an object nor null. The board is left alone then.
     Response Reboot(const IHttpRequest& request);
 
     /// 200 with one object: what hwinfo says of the hardware, "FwIdent" and "MeterFwIdent", null where
