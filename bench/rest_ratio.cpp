@@ -1,6 +1,10 @@
-/// Round trips over one keep-alive connection, in one process: the REST frame beside a bare libmicrohttpd
-/// server that answers with the same bytes (goal for the health route: 0.9 of the bare server's), and a gated
-/// route among twenty sessions beside the same route without a gate (goal: 0.95).
+/// Round trips over one keep-alive connection, in one process, beside a bare one:
+/// - the REST frame beside a libmicrohttpd server that answers with the same bytes (goal for health: 0.9);
+/// - a gated route among twenty sessions beside the same route without a gate (goal: 0.95);
+/// - all settings of the user read from their configuration beside a route that prints the same value
+///   (goal: 0.9).
+#include "src/api/configapplicator.h"
+#include "src/api/configtable.h"
 #include "src/api/jsonresponse.h"
 #include "src/api/restserver.h"
 #include "src/session/authorization.h"
@@ -33,6 +37,7 @@ namespace
 constexpr std::uint16_t OurPort = 18080;
 constexpr std::uint16_t BarePort = 18081;
 constexpr std::uint16_t GatePort = 18082;
+constexpr std::uint16_t ConfigPort = 18083;
 constexpr unsigned Threads = 5;
 constexpr unsigned ConnectionTimeoutSeconds = 180;
 
@@ -163,6 +168,39 @@ void MeasureGate()
     CDiagnosticsCommClient::Shutdown();
 }
 
+/// All settings that the user may see, from a configuration that has them.
+void MeasureUserConfig()
+{
+    const CTemporaryDirectory directory;
+    Json::Value values;
+    for (const SConfigKeyRule& rule : UserConfigTable)
+    {
+        values[std::string(rule.key)] = "a usual value";
+    }
+    directory.Write("etc/config/settings.json", values.toStyledString());
+    CSettingsConfigApplicator applicator(TarnConfig::Create("settings", directory.Root()), nullptr);
+    CRestServer server(ConfigPort, nullptr);
+    server.AddRoute(
+        EHttpMethod::Get,
+        "/config",
+        [&](const IHttpRequest&) { return std::make_shared<JsonResponse>(applicator.GetConfig()); },
+        false);
+    server.AddRoute(
+        EHttpMethod::Get,
+        "/value",
+        [&](const IHttpRequest&) { return std::make_shared<JsonResponse>(values); },
+        false);
+    server.Start();
+
+    CKeepAliveClient config(ConfigPort, "GET /config HTTP/1.1\r\nHost: localhost:8080\r\n\r\n");
+    CKeepAliveClient value(ConfigPort, "GET /value HTTP/1.1\r\nHost: localhost:8080\r\n\r\n");
+    if (WithoutDate(config.RoundTrip()) != WithoutDate(value.RoundTrip()))
+    {
+        throw std::runtime_error("The two answers differ:\n" + config.RoundTrip() + value.RoundTrip());
+    }
+    Print("GET /config/user", MeasureRatio([&] { config.RoundTrip(); }, [&] { value.RoundTrip(); }));
+}
+
 /// About what GET /system/info gives.
 Json::Value InfoLikeObject()
 {
@@ -195,5 +233,6 @@ int main()
     Measure("GET /system/health", "/system/health", {MHD_HTTP_NO_CONTENT, "text/plain", ""});
     Measure("GET /system/info", "/system/info", {MHD_HTTP_OK, "application/json", info.toStyledString()});
     MeasureGate();
+    MeasureUserConfig();
     return 0;
 }

@@ -1,9 +1,12 @@
 #include "src/webbackend.h"
 
 #include "src/api/authentication.h"
+#include "src/api/config.h"
+#include "src/api/configapplicator.h"
 #include "src/api/restserver.h"
 #include "src/api/system.h"
 #include "src/callinterrupter.h"
+#include "src/configaudit.h"
 #include "src/session/authorization.h"
 #include "src/signalslot.h"
 #include "src/webbackendhsmactionhandler.h"
@@ -67,13 +70,13 @@ std::shared_ptr<T> CWebbackend::CreateClient(const std::string& name, int callSe
 void CWebbackend::ConstructServers(const std::string& root)
 {
     LOG_ENTRY(CWebbackend, "ConstructServers");
-    const auto network = TarnConfig::Create("network", root);
-    const auto secrets = TarnConfig::Create("secrets", root);
+    const auto network = TarnConfig::Create("network", root, &ConfigChangeCallback);
+    const auto secrets = TarnConfig::Create("secrets", root, &ConfigChangeCallback);
     const auto rfidStandalone = TarnConfig::Create("rfid_standalone", root);
     const auto ocppBackoffices = TarnConfig::Create("ocpp_backoffices", root);
     const auto hwinfo = TarnConfig::CreateStaticOnly("hwinfo", root);
     const auto fwinfo = TarnConfig::CreateStaticOnly("fwinfo", root);
-    settings = TarnConfig::Create("settings", root);
+    settings = TarnConfig::Create("settings", root, &ConfigChangeCallback);
 
     CreateServiceClients();
     if (hwinfo->GetBool("HwHasMeter", false))
@@ -83,13 +86,35 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
+    // on a station without local scheduled charging
+    const std::shared_ptr<ILocalScheduledChargingComponent> scheduledCharging;
+    const auto networkApplicator = std::make_shared<CNetworkConfigApplicator>(network, netM);
+    const auto networkSecretsApplicator = std::make_shared<CNetworkSecretsApplicator>(secrets);
+    const auto backofficeApplicator =
+        std::make_shared<COcppBackofficeApplicator>(ocppBackoffices, settings, network, secrets);
+    const auto settingsApplicator = std::make_shared<CSettingsConfigApplicator>(settings, scheduledCharging);
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
-    systemApi = std::make_unique<Resources::CSystemApi>(
-        boardControl, diagnostics, feedback, settings, hwinfo, fwinfo, std::move(diagnosticsPackager));
+    systemApi = std::make_unique<Resources::CSystemApi>(boardControl,
+                                                        diagnostics,
+                                                        feedback,
+                                                        settings,
+                                                        hwinfo,
+                                                        fwinfo,
+                                                        networkApplicator,
+                                                        std::move(diagnosticsPackager),
+                                                        sessionManager);
+    configApi = std::make_unique<Resources::CConfigApi>(authorization,
+                                                        rfidStandalone,
+                                                        settingsApplicator,
+                                                        networkApplicator,
+                                                        networkSecretsApplicator,
+                                                        backofficeApplicator,
+                                                        secrets,
+                                                        scheduledCharging);
     restServer = std::make_shared<CRestServer>(RestPort, authorization);
 
     RegisterResourcesBase();

@@ -32,6 +32,7 @@ class CWebbackendHsmActionHandler;
 namespace Resources
 {
 class CAuthenticationApi;
+class CConfigApi;
 class CSystemApi;
 } // namespace Resources
 
@@ -95,6 +96,7 @@ private:
     std::thread serverThread;
     std::thread notificationThread;
     std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
+    std::unique_ptr<Resources::CConfigApi> configApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<TarnConfig> settings;

@@ -1,5 +1,6 @@
 /// The routes of the REST API, in the order of their registration, by mode.
 #include "src/api/authentication.h"
+#include "src/api/config.h"
 #include "src/api/restserver.h"
 #include "src/api/system.h"
 #include "src/webbackend.h"
@@ -7,6 +8,7 @@
 #include "platform/log/log.h"
 
 using Resources::CAuthenticationApi;
+using Resources::CConfigApi;
 using Resources::CSystemApi;
 
 namespace
@@ -53,6 +55,47 @@ void CWebbackend::RegisterResourcesBase()
                   Gated);
     rest.AddRoute(
         Method::Get, "system/web-interface-mode", Handler(systemApi, &CSystemApi::GetWebInterfaceMode), Open);
+    rest.AddRoute(Method::Get, "/config/user", Handler(configApi, &CConfigApi::GetUserConfig), Gated);
+    rest.AddRoute(Method::Patch, "/config/user", Handler(configApi, &CConfigApi::PatchUserConfig), Gated);
+    rest.AddRoute(Method::Get, "/config/network", Handler(configApi, &CConfigApi::GetNetworkConfig), Gated);
+    rest.AddRoute(
+        Method::Patch, "/config/network", Handler(configApi, &CConfigApi::PatchNetworkConfig), Gated);
+    rest.AddRoute(Method::Get,
+                  "/config/auth/standalonelist",
+                  Handler(configApi, &CConfigApi::GetAuthStandaloneList),
+                  Gated);
+    rest.AddRoute(Method::Post,
+                  "/config/auth/standalonelist",
+                  Handler(configApi, &CConfigApi::PostAuthStandaloneList),
+                  Gated);
+    rest.AddRoute(Method::Get,
+                  "/config/auth/standalonelist/{RfidTokenUid}",
+                  Handler(configApi, &CConfigApi::GetAuthStandaloneToken),
+                  Gated);
+    rest.AddRoute(Method::Delete,
+                  "/config/auth/standalonelist/{RfidTokenUid}",
+                  Handler(configApi, &CConfigApi::DeleteAuthStandaloneToken),
+                  Gated);
+    rest.AddRoute(Method::Patch,
+                  "/config/auth/standalonelist/{RfidTokenUid}",
+                  Handler(configApi, &CConfigApi::PatchAuthStandaloneToken),
+                  Gated);
+    rest.AddRoute(Method::Put,
+                  "/config/secrets/webifmanagement/puk",
+                  Handler(configApi, &CConfigApi::PutWebIfManagementPasswordPuk),
+                  Open);
+    rest.AddRoute(Method::Get,
+                  "/config/scheduledcharging/schedules",
+                  Handler(configApi, &CConfigApi::GetLocalChargingSchedule),
+                  Gated);
+    rest.AddRoute(Method::Post,
+                  "/config/scheduledcharging/schedules",
+                  Handler(configApi, &CConfigApi::PostLocalChargingSchedule),
+                  Gated);
+    rest.AddRoute(Method::Get,
+                  "/config/ocpp-backoffice",
+                  Handler(configApi, &CConfigApi::GetOcppBackofficeConfig),
+                  Gated);
 }
 
 void CWebbackend::RegisterResourcesDashboard()
@@ -67,9 +110,26 @@ void CWebbackend::RegisterResourcesDashboard()
                   "/auth/verify-password",
                   Handler(authenticationApi, &CAuthenticationApi::VerifyPassword),
                   Open);
+    rest.AddRoute(Method::Put,
+                  "/config/secrets/webifmanagement",
+                  Handler(configApi, &CConfigApi::PutWebIfManagementPassword),
+                  Gated);
+    rest.AddRoute(
+        Method::Post, "/system/factory-reset", Handler(systemApi, &CSystemApi::FactoryReset), Gated);
+    rest.AddRoute(Method::Post, "/system/recommission", Handler(systemApi, &CSystemApi::Recommission), Gated);
 }
 
 void CWebbackend::RegisterResourcesCommissioning()
 {
     LOG_ENTRY(CWebbackend, "RegisterResourcesCommissioning");
+    using Method = EHttpMethod;
+    CRestServer& rest = *restServer;
+    rest.AddRoute(Method::Post,
+                  "/system/finishcommissioning",
+                  Handler(systemApi, &CSystemApi::FinishCommissioning),
+                  Open);
+    rest.AddRoute(Method::Put,
+                  "/config/ocpp-backoffice",
+                  Handler(configApi, &CConfigApi::PutOcppBackofficeConfig),
+                  Gated);
 }

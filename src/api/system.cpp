@@ -54,14 +54,20 @@ CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
                        std::shared_ptr<TarnConfig> settings,
                        std::shared_ptr<TarnConfig> hwinfo,
                        std::shared_ptr<TarnConfig> fwinfo,
-                       std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager)
+                       std::shared_ptr<IConfigApplicator> networkApplicator,
+                       std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager,
+                       std::shared_ptr<ISessionManager> sessionManager,
+                       std::filesystem::path configDirectory)
     : boardControl(std::move(boardControl))
     , diagnostics(std::move(diagnostics))
     , feedback(std::move(feedback))
     , settings(std::move(settings))
     , hwinfo(std::move(hwinfo))
     , fwinfo(std::move(fwinfo))
+    , networkApplicator(std::move(networkApplicator))
     , diagnosticsPackager(std::move(diagnosticsPackager))
+    , sessionManager(std::move(sessionManager))
+    , configDirectory(std::move(configDirectory))
     , freezeFrames(std::make_unique<CFreezeFrames>(this->diagnostics))
 {
     LOG_ENTRY(CSystemApi, "CSystemApi");

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 
 class CFreezeFrames;
 class IBoardControl;
+class IConfigApplicator;
 class IDiagnostics;
 class IDiagnosticsSnapshot;
 class IFeedback;
 class IHttpRequest;
+class ISessionManager;
 class TarnConfig;
 
 namespace httpserver
@@ -34,13 +37,18 @@ public:
     /// @param settings  the configuration "settings"
     /// @param hwinfo    the configuration "hwinfo"
     /// @param fwinfo    the configuration "fwinfo"
+    /// @param networkApplicator  for the configuration "network"
+    /// @param configDirectory    what a factory reset empties
     CSystemApi(std::shared_ptr<IBoardControl> boardControl,
                std::shared_ptr<IDiagnostics> diagnostics,
                std::shared_ptr<IFeedback> feedback,
                std::shared_ptr<TarnConfig> settings,
                std::shared_ptr<TarnConfig> hwinfo,
                std::shared_ptr<TarnConfig> fwinfo,
-               std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager);
+               std::shared_ptr<IConfigApplicator> networkApplicator,
+               std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager,
+               std::shared_ptr<ISessionManager> sessionManager,
+               std::filesystem::path configDirectory = "/data/config");
     ~CSystemApi();
     CSystemApi(const CSystemApi&) = delete;
     CSystemApi& operator=(const CSystemApi&) = delete;
@@ -75,11 +83,29 @@ public:
     /// @throws std::future_error while another request waits for its freeze frame
     Response GetDiagnosticsPackage();
 
+    /// Ends the first set-up: the station restarts in dashboard mode. 204 when the board has replied.
+    ///
+    /// Takes {"NetMApEnable": boolean}, whether the station's own access point stays on; a body without it
+    /// switches that off, and no body leaves it as it is. That the network manager refuses the change is only
+    /// logged; what else goes wrong with it leaves the set-up open.
+    Response FinishCommissioning(const IHttpRequest& request);
+
+    /// Opens the set-up again: the station restarts in commissioning mode. 204 when the board has replied.
+    /// The attempt is reported to the diagnostics, also if it is refused.
+    /// @throws HttpStatusException<400> "Cannot start commissioning, charge session in progress"
+    Response Recommission();
+
+    /// Reports to the diagnostics, removes all that stands in the directory of the configurations and
+    /// restarts the station. 204 when the board has replied.
+    /// @throws std::filesystem::filesystem_error if something can't be removed; the station goes on then
+    Response FactoryReset();
+
     /// Ends the wait for a freeze frame, whose request fails.
     void InterruptFreezeFrame();
 
 private:
     void CreateFreezeFrame();
+    void PatchAccessPoint(const IHttpRequest& request);
 
     // Constant after construction
     const std::shared_ptr<IBoardControl> boardControl;
@@ -88,8 +114,11 @@ private:
     const std::shared_ptr<TarnConfig> settings;
     const std::shared_ptr<TarnConfig> hwinfo;
     const std::shared_ptr<TarnConfig> fwinfo;
+    const std::shared_ptr<IConfigApplicator> networkApplicator;
     std::shared_ptr<IDiagnosticsSnapshot> diagnosticsSnapshot;
     const std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager;
+    const std::shared_ptr<ISessionManager> sessionManager;
+    const std::filesystem::path configDirectory;
     const std::unique_ptr<CFreezeFrames> freezeFrames;
 };
 

@@ -29,6 +29,10 @@ struct SRoute
 };
 
 constexpr int NotThere = 404;
+constexpr int NotAllowed = 405;
+
+/// What is below it are its tokens.
+constexpr const char* TokenList = "/config/auth/standalonelist";
 
 /// The interface of the process, written anew.
 const std::vector<SRoute> Routes{
@@ -40,9 +44,27 @@ const std::vector<SRoute> Routes{
     {"GET", "/system/diagnostics/freezeframes", EMode::Both, true, 200, 200},
     {"GET", "/system/diagnostics/snapshot", EMode::Both, true, 200, 200},
     {"GET", "/system/web-interface-mode", EMode::Both, false, 200, 200},
+    {"GET", "/config/user", EMode::Both, true, 200, 200},
+    {"PATCH", "/config/user", EMode::Both, true, 400, 400},
+    {"GET", "/config/network", EMode::Both, true, 200, 200},
+    {"PATCH", "/config/network", EMode::Both, true, 400, 400},
+    {"GET", TokenList, EMode::Both, true, 200, 200},
+    {"POST", TokenList, EMode::Both, true, 400, 400},
+    {"GET", "/config/auth/standalonelist/none", EMode::Both, true, 404, 404},
+    {"DELETE", "/config/auth/standalonelist/none", EMode::Both, true, 404, 404},
+    {"PATCH", "/config/auth/standalonelist/none", EMode::Both, true, 400, 400},
+    {"PUT", "/config/secrets/webifmanagement/puk", EMode::Both, false, 400, 400},
+    {"GET", "/config/scheduledcharging/schedules", EMode::Both, true, 404, 404},
+    {"POST", "/config/scheduledcharging/schedules", EMode::Both, true, 400, 400},
+    {"GET", "/config/ocpp-backoffice", EMode::Both, true, 200, 200},
     {"POST", "/auth/login", EMode::Dashboard, false, 400, NotThere},
     {"POST", "/auth/logout", EMode::Dashboard, false, 204, NotThere},
     {"POST", "/auth/verify-password", EMode::Dashboard, false, 400, NotThere},
+    {"PUT", "/config/secrets/webifmanagement", EMode::Dashboard, true, 400, NotThere},
+    {"POST", "/system/factory-reset", EMode::Dashboard, true, 204, NotThere},
+    {"POST", "/system/recommission", EMode::Dashboard, true, 204, NotThere},
+    {"POST", "/system/finishcommissioning", EMode::Commissioning, false, NotThere, 204},
+    {"PUT", "/config/ocpp-backoffice", EMode::Commissioning, true, NotAllowed, 400},
 };
 
 const std::vector<const char*> AllMethods{
@@ -67,11 +89,22 @@ SHttpResponse Ask(const SRoute& route, const std::string& below, const HttpHeade
     return HttpRequest(RestPort, route.method, route.path + below, headers);
 }
 
-void ExpectNotFoundPage(const SHttpResponse& response)
+/// Ends of paths that reach the same handler.
+std::vector<std::string> PathsBelow(const SRoute& route)
 {
-    EXPECT_EQ(response.status, 404);
-    EXPECT_EQ(response.Header("Content-Type"), "text/plain");
-    EXPECT_EQ(response.body, "Not Found");
+    return std::string(route.path) == TokenList ? std::vector<std::string>{""}
+                                                : std::vector<std::string>{"", "/below", "/below/that"};
+}
+
+/// What a route of the other mode gets: the library's page, or a refusal where the path has other methods.
+void ExpectAbsence(const SHttpResponse& response, int status)
+{
+    EXPECT_EQ(response.status, status);
+    if (status == NotThere)
+    {
+        EXPECT_EQ(response.Header("Content-Type"), "text/plain");
+        EXPECT_EQ(response.body, "Not Found");
+    }
 }
 
 /// A logout ends the session that it comes with.
@@ -112,7 +145,7 @@ protected:
                 }
                 ExpectRefusal(method, route.path, {});
                 ExpectRefusal(method, route.path, LoggedIn);
-                ExpectRefusal(method, std::string(route.path) + "/below", {});
+                ExpectRefusal(method, route.path + PathsBelow(route).back(), {});
             }
         }
     }
@@ -126,12 +159,12 @@ TEST_F(RouteTable, OfTheDashboardIsGatedAsItStands)
 
     for (const SRoute& route : Routes)
     {
-        for (const std::string below : {"", "/below", "/below/that"})
+        for (const std::string& below : PathsBelow(route))
         {
             SCOPED_TRACE(Name(route) + below);
             if (route.mode == EMode::Commissioning)
             {
-                ExpectNotFoundPage(Ask(route, below, LoggedIn));
+                ExpectAbsence(Ask(route, below, LoggedIn), route.dashboardStatus);
                 continue;
             }
             const SHttpResponse open = Ask(route, below, {});
@@ -153,14 +186,14 @@ TEST_F(RouteTable, OfCommissioningAnswersWithAndWithoutASession)
 
     for (const SRoute& route : Routes)
     {
-        for (const std::string below : {"", "/below", "/below/that"})
+        for (const std::string& below : PathsBelow(route))
         {
             SCOPED_TRACE(Name(route) + below);
             for (const HttpHeaders& headers : {HttpHeaders(), LoggedIn})
             {
                 if (route.mode == EMode::Dashboard)
                 {
-                    ExpectNotFoundPage(Ask(route, below, headers));
+                    ExpectAbsence(Ask(route, below, headers), route.commissioningStatus);
                     continue;
                 }
                 EXPECT_EQ(Ask(route, below, headers).status, route.commissioningStatus);

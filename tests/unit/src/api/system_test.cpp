@@ -74,6 +74,8 @@ protected:
                 settings,
                 TarnConfig::CreateStaticOnly("hwinfo", Root()),
                 TarnConfig::CreateStaticOnly("fwinfo", Root()),
+                nullptr,
+                nullptr,
                 nullptr};
     }
 

@@ -61,7 +61,9 @@ protected:
                 TarnConfig::Create("settings", directory.Root()),
                 TarnConfig::CreateStaticOnly("hwinfo", directory.Root()),
                 TarnConfig::CreateStaticOnly("fwinfo", directory.Root()),
-                std::make_unique<Toolbox::CDiagnosticsPackager>(directory.Path() / "log", target, Noon)};
+                nullptr,
+                std::make_unique<Toolbox::CDiagnosticsPackager>(directory.Path() / "log", target, Noon),
+                nullptr};
     }
 
     /// The service takes the freeze frame and does this before it answers.
