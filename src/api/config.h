@@ -29,7 +29,8 @@ namespace Resources
 /// and its PUK, the charging schedule, the OCPP back office.
 ///
 /// Bodies are JSON: one that can't be parsed is HttpStatusException<400>, and so is one with a missing or
-/// wrongly typed member. One that is no object is a Json::Exception unless an operation says otherwise. What
+/// wrongly typed member, null among them. One of another type is a Json::Exception unless an operation says
+/// otherwise. What
 /// the applicators and the configurations throw goes through all operations.
 ///
 /// Threads: any, several at the same time. Changes of the token list come one by one, and readers wait for
@@ -40,8 +41,8 @@ public:
     using Response = std::shared_ptr<httpserver::http_response>;
 
     /// Reads the tokens and the PUK, for good: later changes of the two files by others go unnoticed.
-    /// @param authorization      null while nobody has to log in: then PutWebIfManagementPassword may not be
-    /// called
+    /// @param authorization      null while nobody has to log in: PutWebIfManagementPassword isn't called
+    /// then
     /// @param rfidConfig         the configuration "rfid_standalone"; its "Tokens" follow the list kept here
     /// @param secretsConfig      the configuration "secrets", with "WebIfPukCode" in the encoded form of
     ///                           Toolbox::CPassword; without one that can be decoded every PUK is wrong
@@ -89,7 +90,8 @@ public:
     Response PatchAuthStandaloneToken(const IHttpRequest& request);
 
     /// Takes {"NewPassword": string, "CurrentPassword": string}, sets the new one and logs everybody out.
-    /// 204.
+    /// 204. If the diagnostics can't be reached the new one is set, but nobody is logged out and the answer
+    /// is a failure.
     /// @throws HttpStatusException<401> "Current password is incorrect"
     /// @throws HttpStatusException<400> "Password strength not sufficient" if the new one is empty
     /// @throws std::exception if it is one that Toolbox::CPassword can't encode

@@ -1,9 +1,9 @@
 /// What stands between the handlers of the configuration routes and the configuration files: which settings
 /// of a file exist for the web interface, and how changes of them are checked, written and put into effect.
 ///
-/// All applicators read and write through TarnConfig, setting by setting and without a lock over several: of
-/// two patches at the same time each setting gets the value of one of them. What TarnConfig throws reaches
-/// the caller, and the settings before the failing one stay changed.
+/// All applicators read and write through TarnConfig, setting by setting and without a lock over several: two
+/// patches at the same time interleave, and a revert may wipe out the other one. What TarnConfig and its
+/// change callback throw reaches the caller; what was written by then stays.
 #pragma once
 
 #include <json/value.h>
@@ -28,11 +28,11 @@ public:
     IConfigApplicator& operator=(IConfigApplicator&&) = delete;
     virtual ~IConfigApplicator() = default;
 
-    /// An object of the settings as they are now.
+    /// An object of the settings as they are now; null if there is none of them.
     virtual Json::Value GetConfig() const = 0;
 
     /// Changes what @p patch, an object, names.
-    /// @throws HttpException with the status to answer
+    /// @throws HttpException with the status to answer, and what the derived classes say
     virtual void PatchConfig(const Json::Value& patch) = 0;
 };
 
@@ -58,8 +58,7 @@ protected:
     const std::shared_ptr<TarnConfig> config;
 };
 
-/// The user's settings. Unlike the others it has a second effect: the schedule component follows
-/// "ScheduledChargingEnable".
+/// The user's settings. The schedule component follows "ScheduledChargingEnable".
 class CSettingsConfigApplicator : public CConfigApplicatorBase
 {
 public:
@@ -72,10 +71,9 @@ public:
 
     /// Switches the schedule component before the patch is checked, and so also if it is refused then.
     /// @throws HttpStatusException<400> with its reason word for a setting that is unknown, not writable or
-    /// of
-    ///         another type: no setting is changed
+    /// of another type: no setting is changed
     /// @throws Json::Exception if there is a component and "ScheduledChargingEnable" is neither a boolean nor
-    ///         convertible to one
+    /// convertible to one
     void PatchConfig(const Json::Value& patch) override;
 
 private:
@@ -96,10 +94,10 @@ public:
     /// before get their values of before and the manager acts on those; a setting that the patch has added
     /// stays.
     /// @throws HttpStatusException<400> with its reason word for a setting that is unknown, not writable or
-    /// of
-    ///         another type: no setting is changed
+    /// of another type: no setting is changed
     /// @throws HttpStatusException<500> with its reason word after a refusal
-    /// @throws Rpc::CommunicationException if the manager can't be reached: the settings stay changed
+    /// @throws Rpc::CommunicationException if the manager can't be reached: the settings stay as they are by
+    /// then, changed or after a refusal reverted
     void PatchConfig(const Json::Value& patch) override;
 
 private:
@@ -142,7 +140,8 @@ public:
 
     /// Takes {"Name": string, "Url": string}, empty where missing: writes both, and then the settings of the
     /// first back office of that name, if there is one, as strings and unchecked.
-    /// @throws Json::Exception if @p patch is no object or a member can't be text: nothing is written
+    /// @throws Json::Exception if @p patch is neither an object nor null or a member can't be text: nothing
+    /// is written
     void PatchConfig(const Json::Value& patch) override;
 
 private:

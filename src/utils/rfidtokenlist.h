@@ -34,11 +34,9 @@ public:
 
     /// Appends a token.
     /// @throws HttpStatusException<400> if the list is full, or the uid or the description too long; the
-    /// message
-    ///         tells which, the first one in this order
+    /// message tells which, the first one in this order
     /// @throws HttpStatusException<409> with {"Reason": "RfidTokenUid"} or else "RfidTokenDescription" if a
-    /// token
-    ///         has the same, an empty description too
+    /// token has the same, an empty description too
     void AddToken(const std::string& uid, const std::string& description);
 
     /// @throws HttpStatusException<404> if there is no such token
