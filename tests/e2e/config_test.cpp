@@ -5,8 +5,9 @@
 
 #include <atomic>
 #include <filesystem>
-#include <map>
+#include <fstream>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -16,6 +17,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/privatemounts.h"
 #include "tests/support/quickpassword.h"
 
 using testing::HasSubstr;
@@ -193,6 +195,108 @@ TEST_F(Config, ClientsThatPatchDifferentKeysLoseNothing)
         expected[key] = last;
     }
     EXPECT_EQ(Parse(Ask("GET", "/config/user").body), expected);
+    ExpectCleanEnd();
+}
+
+TEST_F(Config, FullDiskFailsThePatchAndKeepsTheOldValue)
+{
+    const CPrivateMounts mounts;
+    mounts.MountMemory(root.Path() / "data/config", "size=64k");
+    root.Write("data/config/secrets.json",
+               R"({"WebSessions": [{"Key": ")" + SessionKey + R"(", "Expiry": 4102444800}]})");
+    StartAll();
+    EXPECT_EQ(Ask("PATCH", "/config/user", R"({"HmiBuzzerVolume": 1})").status, 200);
+    const std::filesystem::path filler = root.Path() / "data/config/filler";
+    {
+        std::ofstream file(filler);
+        while (file << 'x' << std::flush)
+        {
+        }
+    }
+
+    const SHttpResponse response = Ask("PATCH", "/config/user", R"({"HmiBuzzerVolume": 2})");
+
+    EXPECT_EQ(response.status, 500);
+    EXPECT_THAT(response.body, HasSubstr("No space left on device"));
+    EXPECT_EQ(InForce("/config/user", "HmiBuzzerVolume"), 1);
+    EXPECT_EQ(root.Stored("settings")["HmiBuzzerVolume"], 1);
+    std::filesystem::remove(filler);
+    EXPECT_EQ(Ask("PATCH", "/config/user", R"({"HmiBuzzerVolume": 3})").status, 200);
+    ExpectCleanEnd();
+}
+
+TEST_F(Config, ReadOnlyFileSystemFailsThePatchAndTheRestGoesOn)
+{
+    const CPrivateMounts mounts;
+    mounts.MountMemory(root.Path() / "data/config", "size=64k");
+    root.Write("data/config/secrets.json",
+               R"({"WebSessions": [{"Key": ")" + SessionKey + R"(", "Expiry": 4102444800}]})");
+    mounts.MakeReadOnly(root.Path() / "data/config");
+    StartAll();
+
+    const SHttpResponse response = Ask("PATCH", "/config/user", R"({"HmiBuzzerVolume": 2})");
+
+    EXPECT_EQ(response.status, 500);
+    EXPECT_THAT(response.body, HasSubstr("Read-only file system"));
+    EXPECT_EQ(Ask("GET", "/config/user").status, 200);
+    ExpectCleanEnd();
+}
+
+TEST_F(Config, EveryKeyOfTheThreeFilesIsReported)
+{
+    const std::set<std::string> security{"SeccOcppUri",
+                                         "NtpServer1",
+                                         "NtpServer2",
+                                         "AuthorizationKey",
+                                         "FwUpdateAuthPassword",
+                                         "WlanApPassword",
+                                         "WlanStaPassword",
+                                         "WebIfManagementPassword"};
+    const std::set<std::string> masked{"AuthorizationKey",
+                                       "FwUpdateAuthPassword",
+                                       "WebIfManagementPassword",
+                                       "WlanApPassword",
+                                       "WlanStaPassword"};
+    // the choice of a back office may write any key of the three files
+    std::vector<std::pair<int, std::string>> expected;
+    Json::Value office;
+    office["Name"] = "All";
+    for (const std::string file : {"network", "secrets", "settings"})
+    {
+        std::set<std::string> keys(security);
+        for (const std::string& key : root.Defaults(file).getMemberNames())
+        {
+            keys.insert(key);
+        }
+        // the two that the choice itself writes
+        keys.erase("PredefinedCpoName");
+        keys.erase("SeccOcppUri");
+        for (const std::string& key : keys)
+        {
+            Json::Value setting;
+            setting["File"] = file;
+            setting["Key"] = key;
+            setting["Value"] = "new in " + file;
+            office["Settings"].append(setting);
+            const std::string value = masked.count(key) != 0 ? "****" : "new in " + file;
+            security.count(key) != 0
+                ? expected.emplace_back(SecurityParameter,
+                                        "Security parameter " + key + " has been reconfigured to " + value)
+                : expected.emplace_back(Parameter, "Parameter " + key + " has been reconfigured to " + value);
+        }
+    }
+    expected.emplace_back(Parameter, "Parameter PredefinedCpoName has been reconfigured to All");
+    expected.emplace_back(SecurityParameter,
+                          "Security parameter SeccOcppUri has been reconfigured to ws://all");
+    Json::Value offices;
+    offices.append(office);
+    root.SetDefault("ocpp_backoffices", "Backoffices", offices);
+    root.SetDefault("settings", "InstallationComplete", false);
+    StartAll();
+
+    EXPECT_EQ(Ask("PUT", "/config/ocpp-backoffice", R"({"Name": "All", "Url": "ws://all"})").status, 204);
+
+    EXPECT_THAT(Signals(), testing::UnorderedElementsAreArray(expected));
     ExpectCleanEnd();
 }
 

@@ -36,6 +36,11 @@ void CStationRoot::RemoveDefault(const std::string& name, const std::string& key
     Write(file, JsonUtil::WriteUnstyled(values));
 }
 
+Json::Value CStationRoot::Defaults(const std::string& name) const
+{
+    return Read("etc/config/" + name + ".json");
+}
+
 Json::Value CStationRoot::Stored(const std::string& name) const
 {
     const std::string file = "data/config/" + name + ".json";

@@ -30,6 +30,9 @@ public:
     /// Takes a setting out of etc/config/NAME.json.
     void RemoveDefault(const std::string& name, const std::string& key) const;
 
+    /// What etc/config/NAME.json holds.
+    Json::Value Defaults(const std::string& name) const;
+
     /// What data/config/NAME.json holds; an empty object if there is no such file.
     Json::Value Stored(const std::string& name) const;
 

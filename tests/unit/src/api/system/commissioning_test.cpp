@@ -15,6 +15,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -24,6 +25,7 @@
 #include "tests/fakes/mockconfigapplicator.h"
 #include "tests/fakes/mockservices.h"
 #include "tests/support/capturedlog.h"
+#include "tests/support/privatemounts.h"
 #include "tests/support/temporarydirectory.h"
 
 namespace
@@ -346,6 +348,24 @@ TEST_F(Commissioning, FactoryResetRemovesAllThatIsInTheDirectoryAndNothingBehind
                                      removing("link"),
                                      removing("dangling"),
                                      removing("pipe")));
+}
+
+TEST_F(Commissioning, FactoryResetThatMeetsAnUnremovableEntryFailsAndRestartsNothing)
+{
+    directory.Write("reset/mounted/kept", "");
+    EXPECT_CALL(*report, SendSignal).WillOnce(Return(Result(ipc::EResultOk)));
+
+    // a thread, since it sees its mounts for as long as it lives
+    std::thread thread(
+        [this]
+        {
+            const CPrivateMounts mounts;
+            mounts.MountMemory(configDirectory / "mounted", "size=64k");
+            EXPECT_THROW(Api().FactoryReset(), fs::filesystem_error);
+        });
+    thread.join();
+
+    EXPECT_TRUE(fs::exists(configDirectory / "mounted"));
 }
 
 TEST_F(Commissioning, FactoryResetWithoutItsDirectoryFailsAndRestartsNothing)
