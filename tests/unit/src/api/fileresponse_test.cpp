@@ -1,11 +1,14 @@
 #include "src/api/fileresponse.h"
 #include "src/api/restserver.h"
 
+#include <microhttpd.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/privatenetwork.h"
@@ -61,6 +64,36 @@ TEST_F(FileAnswer, WithAnEmptyPathIsAnEmptyAnswerOfItsStatus)
               "HTTP/1.1 204 No Content\nContent-Type: text/plain\n\n");
     EXPECT_EQ(Answer(std::make_shared<FileResponse>("", 200, "text/plain")),
               "HTTP/1.1 200 OK\nContent-Type: text/plain\nContent-Length: 0\n\n");
+}
+
+TEST_F(FileAnswer, IsThePageForAnInternalErrorWithoutItsHeadersWhenThereIsNoFile)
+{
+    directory.Write("directory/file", "");
+    const auto missing = std::make_shared<FileResponse>(path, 200, "application/octet-stream");
+    missing->with_header("Content-Disposition", "attachment; filename=x");
+    const auto other = std::make_shared<FileResponse>(
+        (directory.Path() / "directory").string(), 200, "application/octet-stream");
+    const std::string page =
+        "HTTP/1.1 500 Internal Server Error\nContent-Type: text/plain\nContent-Length: 14\n\nInternal Error";
+
+    EXPECT_EQ(Answer(missing), page);
+    EXPECT_EQ(Answer(other), page);
+}
+
+TEST_F(FileAnswer, HasABodyOfItsOwnForTheLibraryWhenThereIsNoFile)
+{
+    FileResponse missing(path, 200, "text/plain");
+    MHD_Response* response = missing.get_raw_response();
+    ASSERT_NE(response, nullptr);
+    MHD_destroy_response(response);
+}
+
+TEST_F(FileAnswer, HoldsAFileThatComesAfterTheAnswerWasMade)
+{
+    const auto response = std::make_shared<FileResponse>(path, 200, "text/plain");
+    EXPECT_THAT(Answer(response), testing::StartsWith("HTTP/1.1 500 "));
+    directory.Write("file", "here");
+    EXPECT_EQ(Answer(response), "HTTP/1.1 200 OK\nContent-Type: text/plain\nContent-Length: 4\n\nhere");
 }
 
 } // namespace
