@@ -1,6 +1,7 @@
 #include "contracts/diagnostics/signalcatalogue.h"
 
 #include <cstddef>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -327,9 +328,9 @@ const std::vector<SGroup> Expected{
 template <class T>
 void Print(std::ostream& stream, const T& value)
 {
-    stream << std::boolalpha << std::fixed;
-    stream.precision(0);
-    stream << value;
+    // as many digits as tell every float from its neighbours
+    stream.precision(std::numeric_limits<float>::max_digits10);
+    stream << std::boolalpha << value;
 }
 
 template <class T>

@@ -16,6 +16,22 @@ const Texts Results{
     {1, "Illegal"},
 };
 
+const Texts ConnectorStates{
+    {0, "EConnectorStateUnknown"},
+    {1, "EConnectorStateAvailable"},
+    {2, "EConnectorStateUnavailable"},
+    {3, "EConnectorStateReserved"},
+    {4, "EConnectorStatePreparingPluggedIn"},
+    {5, "EConnectorStatePreparingAuthorized"},
+    {6, "EConnectorStateSuspendedEv"},
+    {7, "EConnectorStateSuspendedEvse"},
+    {8, "EConnectorStateSuspendedEvAndEvse"},
+    {9, "EConnectorStateFinishing"},
+    {10, "EConnectorStateFaulted"},
+    {11, "EConnectorStateCharging"},
+    {12, "EConnectorStateChargingLimited"},
+};
+
 const Texts Relays{
     {0, "Disabled"},
     {1, "Enabled"},
@@ -206,12 +222,7 @@ TEST(StatusTexts, OfSourcesZeroAndFifteenAreUnknown)
 
 TEST(StatusTexts, OfConnectorStatesAreTheNamesOfTheEnumeration)
 {
-    EXPECT_EQ(ConnectorStateToString(ipc::EConnectorStateCharging), "EConnectorStateCharging");
-    for (int number = Least; number <= Most; ++number)
-    {
-        EXPECT_EQ(ConnectorStateToString(static_cast<ipc::EConnectorState>(number)),
-                  ipc::EConnectorState_Name(number));
-    }
+    ExpectTexts<ipc::EConnectorState>(ConnectorStateToString, ConnectorStates, "");
 }
 
 TEST(StatusTexts, OfMessagesAreThoseOfTheirField)
