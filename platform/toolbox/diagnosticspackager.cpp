@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -101,6 +102,60 @@ std::vector<SFile> FindFiles(const fs::path& top)
     return files;
 }
 
+/// What the name of an unfinished package has behind the package's; mkostemp puts others in for the X.
+constexpr std::string_view Placeholder = ".XXXXXX";
+
+/// Whether a file's name is that of an unfinished package.
+bool IsUnfinished(const std::string& file, const std::string& package)
+{
+    return file.size() == package.size() + Placeholder.size() &&
+           file.compare(0, package.size(), package) == 0 && file[package.size()] == Placeholder.front();
+}
+
+/// A new file beside the package, which goes with the object unless it takes the package's place.
+class CUnfinished
+{
+public:
+    explicit CUnfinished(const fs::path& package)
+        : package(package.string())
+        , name(this->package + std::string(Placeholder))
+        , file(mkostemp(name.data(), O_CLOEXEC))
+    {
+    }
+    ~CUnfinished()
+    {
+        if (file.Get() >= 0)
+        {
+            unlink(name.c_str());
+        }
+    }
+    CUnfinished(const CUnfinished&) = delete;
+    CUnfinished& operator=(const CUnfinished&) = delete;
+    CUnfinished(CUnfinished&&) = delete;
+    CUnfinished& operator=(CUnfinished&&) = delete;
+
+    int Get() const { return file.Get(); }
+
+    /// @return whether it is the package now, otherwise errno tells why not
+    bool TakePlace() const { return rename(name.c_str(), package.c_str()) == 0; }
+
+private:
+    const std::string package;
+    std::string name;
+    const CDescriptor file;
+};
+
+/// What tar writes at a time, in bytes.
+constexpr std::size_t RecordSize = 10240;
+
+/// Whether not even one record more goes into an archive that is to be given up.
+bool IsFull(int archive)
+{
+    const std::string record(RecordSize, '\0');
+    const ssize_t written = write(archive, record.data(), record.size());
+    return written < 0 ? errno == ENOSPC || errno == EDQUOT : static_cast<std::size_t>(written) < RecordSize;
+}
+
 std::string JoinWithNul(const CDiagnosticsPackager::Collection& names)
 {
     std::string joined;
@@ -113,10 +168,14 @@ std::string JoinWithNul(const CDiagnosticsPackager::Collection& names)
 
 } // namespace
 
-CDiagnosticsPackager::CDiagnosticsPackager(fs::path logDirectory, fs::path packageDirectory, SystemClock now)
+CDiagnosticsPackager::CDiagnosticsPackager(fs::path logDirectory,
+                                           fs::path packageDirectory,
+                                           SystemClock now,
+                                           std::string tar)
     : logDirectory(std::move(logDirectory))
     , packageDirectory(std::move(packageDirectory))
     , now(std::move(now))
+    , tar(std::move(tar))
 {
     LOG_ENTRY(CDiagnosticsPackager, "CDiagnosticsPackager");
 }
@@ -146,45 +205,64 @@ CDiagnosticsPackager::Collection CDiagnosticsPackager::CollectFiles(std::int64_t
     return files;
 }
 
-std::string CDiagnosticsPackager::CreatePackage(const std::string& name, const Collection& files) const
+std::string CDiagnosticsPackager::CreatePackage(const std::string& name,
+                                                const Collection& files,
+                                                CInterruption* interruption) const
 {
     LOG_ENTRY(CDiagnosticsPackager, "CreatePackage");
+    const std::lock_guard lock(packing);
+    RemoveUnfinished(name);
     const fs::path package = packageDirectory / name;
+    EOutcome outcome = WritePackage(package, files, interruption);
     std::error_code ignored;
-    // an earlier package stays until there is a new one, unless it takes the space that this one needs
-    if (WritePackage(package, files) || (fs::remove(package, ignored) && WritePackage(package, files)))
+    // an earlier package stays until there is a new one, unless it takes the room that this one needs
+    if (outcome == EOutcome::NoRoom && fs::remove(package, ignored))
     {
-        return package.string();
+        LOG_WARN("Gave up the earlier {}, since there is no room for two", package.string());
+        outcome = WritePackage(package, files, interruption);
     }
-    return "";
+    return outcome == EOutcome::Done ? package.string() : "";
 }
 
-bool CDiagnosticsPackager::WritePackage(const fs::path& package, const Collection& files) const
+void CDiagnosticsPackager::RemoveUnfinished(const std::string& name) const
 {
-    std::string unfinished = package.string() + ".XXXXXX";
-    const CDescriptor archive(mkostemp(unfinished.data(), O_CLOEXEC));
-    if (archive.Get() < 0)
+    LOG_ENTRY(CDiagnosticsPackager, "RemoveUnfinished");
+    for (const fs::path& file : List(packageDirectory))
     {
-        LOG_ERROR("Cannot write {}: {}", package.string(), strerrordesc_np(errno));
-        return false;
-    }
-    if (Pack(files, archive.Get()))
-    {
-        if (rename(unfinished.c_str(), package.c_str()) == 0)
+        if (IsUnfinished(file.filename().string(), name) && unlink(file.c_str()) == 0)
         {
-            return true;
+            LOG_WARN("Removed {}, which was never finished", file.string());
         }
-        LOG_ERROR("Cannot write {}: {}", package.string(), strerrordesc_np(errno));
     }
-    std::error_code ignored;
-    fs::remove(unfinished, ignored);
-    return false;
 }
 
-bool CDiagnosticsPackager::Pack(const Collection& files, int archive) const
+CDiagnosticsPackager::EOutcome CDiagnosticsPackager::WritePackage(const fs::path& package,
+                                                                  const Collection& files,
+                                                                  CInterruption* interruption) const
 {
+    LOG_ENTRY(CDiagnosticsPackager, "WritePackage");
+    const CUnfinished unfinished(package);
+    if (unfinished.Get() < 0)
+    {
+        const int error = errno;
+        LOG_ERROR("Cannot write {}: {}", package.string(), strerrordesc_np(error));
+        return error == ENOSPC || error == EDQUOT ? EOutcome::NoRoom : EOutcome::Failed;
+    }
+    const EOutcome outcome = Pack(files, unfinished.Get(), interruption);
+    if (outcome == EOutcome::Done && !unfinished.TakePlace())
+    {
+        LOG_ERROR("Cannot write {}: {}", package.string(), strerrordesc_np(errno));
+        return EOutcome::Failed;
+    }
+    return outcome;
+}
+
+CDiagnosticsPackager::EOutcome
+CDiagnosticsPackager::Pack(const Collection& files, int archive, CInterruption* interruption) const
+{
+    LOG_ENTRY(CDiagnosticsPackager, "Pack");
     // the names go in as data, so that none of them can be taken for an option or a pattern
-    const SProgramEnd end = RunProgram({"/bin/tar",
+    const SProgramEnd end = RunProgram({tar,
                                         "--create",
                                         "--file=-",
                                         "--directory=" + logDirectory.string(),
@@ -194,13 +272,18 @@ bool CDiagnosticsPackager::Pack(const Collection& files, int archive) const
                                         "--ignore-failed-read",
                                         "--files-from=-"},
                                        JoinWithNul(files),
-                                       archive);
+                                       archive,
+                                       interruption);
     if (end.status > LastGoodStatus)
     {
         LOG_ERROR("Packing {} failed with {}: {}", logDirectory.string(), end.status, end.errors);
-        return false;
+        return IsFull(archive) ? EOutcome::NoRoom : EOutcome::Failed;
     }
-    return true;
+    if (end.status != 0 || !end.errors.empty())
+    {
+        LOG_WARN("Packing {} ended with {}: {}", logDirectory.string(), end.status, end.errors);
+    }
+    return EOutcome::Done;
 }
 
 } // namespace Toolbox

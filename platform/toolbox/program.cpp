@@ -1,6 +1,7 @@
 #include "platform/toolbox/program.h"
 
 #include "platform/toolbox/descriptor.h"
+#include "platform/toolbox/interruption.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <system_error>
 
@@ -142,6 +144,34 @@ int Spawn(std::vector<std::string> command, const CFileActions& actions, pid_t& 
         &child, arguments.front(), actions.Get(), attributes.Get(), arguments.data(), environment.data());
 }
 
+/// Waits for a program's end but leaves its number taken.
+void AwaitEnd(pid_t child)
+{
+    siginfo_t state = {};
+    while (waitid(P_PID, static_cast<id_t>(child), &state, WEXITED | WNOWAIT) != 0)
+    {
+        if (errno != EINTR)
+        {
+            ThrowErrno("the end of a program");
+        }
+    }
+}
+
+/// Waits for a program's end, which an interruption brings about. @return whether there was one
+bool IsInterrupted(pid_t child, CInterruption& interruption)
+{
+    std::atomic<bool> killed{false};
+    const auto end = [child, &killed]
+    {
+        kill(child, SIGKILL);
+        killed = true;
+    };
+    // the number can't be another program's: it is taken until the hold has gone
+    const CInterruption::CHold hold(interruption, end);
+    AwaitEnd(child);
+    return killed;
+}
+
 int AwaitStatus(pid_t child)
 {
     int state = 0;
@@ -157,7 +187,10 @@ int AwaitStatus(pid_t child)
 
 } // namespace
 
-SProgramEnd RunProgram(const std::vector<std::string>& command, std::string_view input, int output)
+SProgramEnd RunProgram(const std::vector<std::string>& command,
+                       std::string_view input,
+                       int output,
+                       CInterruption* interruption)
 {
     const CDescriptor target(output < 0 ? open("/dev/null", O_WRONLY | O_CLOEXEC) : dup(output));
     const CDescriptor standardInput(MakeMemoryFile(input));
@@ -170,7 +203,13 @@ SProgramEnd RunProgram(const std::vector<std::string>& command, std::string_view
     {
         return {NotStarted, strerrordesc_np(error)};
     }
-    return {AwaitStatus(child), ReadBeginning(standardError.Get())};
+    const bool interrupted = interruption != nullptr && IsInterrupted(child, *interruption);
+    const int status = AwaitStatus(child);
+    if (interrupted)
+    {
+        throw std::system_error(std::make_error_code(std::errc::operation_canceled), command.front());
+    }
+    return {status, ReadBeginning(standardError.Get())};
 }
 
 } // namespace Toolbox

@@ -7,6 +7,8 @@
 namespace Toolbox
 {
 
+class CInterruption;
+
 struct SProgramEnd
 {
     /// What it exited with; 127 if it could not be started, 128 and the signal's number if a signal ended it.
@@ -23,7 +25,12 @@ struct SProgramEnd
 /// @param command  path of the program, and its arguments as it gets them
 /// @param input    what it reads on its standard input
 /// @param output   descriptor of what its standard output goes to; -1 for nowhere
-/// @throws std::system_error if there are no descriptors for it
-SProgramEnd RunProgram(const std::vector<std::string>& command, std::string_view input = {}, int output = -1);
+/// @param interruption  kills the program, if it isn't null
+/// @throws std::system_error if there are no descriptors for it; of std::errc::operation_canceled if it was
+/// interrupted before its end was seen
+SProgramEnd RunProgram(const std::vector<std::string>& command,
+                       std::string_view input = {},
+                       int output = -1,
+                       CInterruption* interruption = nullptr);
 
 } // namespace Toolbox

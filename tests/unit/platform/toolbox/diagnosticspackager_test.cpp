@@ -1,10 +1,13 @@
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/interruption.h"
 #include "platform/toolbox/program.h"
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -33,6 +36,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 using testing::UnorderedElementsAre;
 using Toolbox::CDiagnosticsPackager;
 
@@ -97,6 +101,15 @@ protected:
             }
         }
         return names;
+    }
+
+    /// A packager whose tar is a script.
+    CDiagnosticsPackager PackagerWithTar(const std::string& script) const
+    {
+        const fs::path tar = directory.Path() / "tar";
+        directory.Write("tar", "#!/bin/sh\n" + script);
+        fs::permissions(tar, fs::perms::owner_all);
+        return {log, target, std::chrono::system_clock::now, tar.string()};
     }
 
     std::vector<std::string> InTarget() const
@@ -271,8 +284,34 @@ TEST_F(DiagnosticsPackager, LeavesOutWhatHasGoneSinceItWasCollected)
     WriteLog("system.log", "2");
     const auto files = Everything();
     fs::remove(log / "gone");
+    const CCapturedLog capture(Log::ELogLevel::Warn);
 
     EXPECT_THAT(Unpack(Packager().CreatePackage(PackageName, files)), ElementsAre("system.log"));
+
+    EXPECT_THAT(capture.Messages(Log::ELogLevel::Warn),
+                ElementsAre(AllOf(StartsWith("Packing " + log.string() + " ended with 0: "),
+                                  HasSubstr("gone: Warning: Cannot stat: No such file or directory"))));
+}
+
+TEST_F(DiagnosticsPackager, WarnsOfWhatTarTellsAndTakesItsArchive)
+{
+    const CDiagnosticsPackager packager =
+        PackagerWithTar("echo 'system.log: file changed as we read it' >&2; echo archive; exit 1");
+    const CCapturedLog capture(Log::ELogLevel::Warn);
+
+    EXPECT_EQ(Read(packager.CreatePackage(PackageName, {})), "archive\n");
+
+    EXPECT_THAT(
+        capture.Messages(Log::ELogLevel::Warn),
+        ElementsAre("Packing " + log.string() + " ended with 1: system.log: file changed as we read it\n"));
+}
+
+TEST_F(DiagnosticsPackager, WarnsOfNothingWhenAllIsPacked)
+{
+    WriteLog("system.log", "1");
+    const CCapturedLog capture(Log::ELogLevel::Warn);
+    Pack();
+    EXPECT_THAT(capture.Messages(Log::ELogLevel::Warn), IsEmpty());
 }
 
 TEST_F(DiagnosticsPackager, TakesThePlaceOfTheEarlierPackageAndLeavesNothingElse)
@@ -373,14 +412,141 @@ TEST_F(DiagnosticsPackager, GivesUpTheEarlierPackageWhenThereIsNoSpaceForBoth)
         "");
 }
 
+TEST_F(DiagnosticsPackager, KeepsTheEarlierPackageWhenTheLogIsNotThere)
+{
+    WriteLog("system.log", "1");
+    const std::string package = Pack();
+    fs::remove_all(log);
+
+    EXPECT_EQ(Pack(), "");
+
+    EXPECT_THAT(Unpack(package), ElementsAre("system.log"));
+    EXPECT_THAT(InTarget(), ElementsAre(PackageName));
+}
+
+TEST_F(DiagnosticsPackager, KeepsTheEarlierPackageWhenTarFails)
+{
+    WriteLog("system.log", "1");
+    const std::string package = Pack();
+    const CCapturedLog capture(Log::ELogLevel::Error);
+
+    EXPECT_EQ(PackagerWithTar("echo part; echo broken >&2; exit 2").CreatePackage(PackageName, {}), "");
+
+    EXPECT_THAT(capture.Messages(Log::ELogLevel::Error),
+                ElementsAre("Packing " + log.string() + " failed with 2: broken\n"));
+    EXPECT_THAT(Unpack(package), ElementsAre("system.log"));
+    EXPECT_THAT(InTarget(), ElementsAre(PackageName));
+}
+
+// ------------------------------------------------------------------------------------------- unfinished ones
+
+TEST_F(DiagnosticsPackager, RemovesWhatACrashLeftAndNothingElse)
+{
+    directory.Write("target/" + PackageName + ".a1B2c3", "left");
+    directory.Write("target/" + PackageName + ".abcdefg", "longer");
+    directory.Write("target/" + PackageName + "_a1B2c3", "other");
+    directory.Write("target/other.pedp.a1B2c3", "other");
+
+    Pack();
+
+    EXPECT_THAT(InTarget(),
+                UnorderedElementsAre(
+                    PackageName, PackageName + ".abcdefg", PackageName + "_a1B2c3", "other.pedp.a1B2c3"));
+}
+
+TEST_F(DiagnosticsPackager, RemovesWhatACrashLeftAlsoWhenItFails)
+{
+    directory.Write("target/" + PackageName + ".a1B2c3", "left");
+    fs::remove(log);
+
+    EXPECT_EQ(Pack(), "");
+
+    EXPECT_THAT(InTarget(), IsEmpty());
+}
+
+/// Leaves this process so many free descriptors.
+void LimitDescriptors(int count)
+{
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    rlimit limit = {};
+    limit.rlim_cur = static_cast<rlim_t>(next) + static_cast<rlim_t>(count);
+    limit.rlim_max = limit.rlim_cur;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+TEST_F(DiagnosticsPackager, LeavesNothingUnfinishedWhenThereAreNoDescriptorsForTar)
+{
+    EXPECT_EXIT(
+        {
+            LimitDescriptors(1);
+            bool thrown = false;
+            try
+            {
+                Packager().CreatePackage(PackageName, {});
+            }
+            catch (const std::system_error&)
+            {
+                thrown = true;
+            }
+            std::_Exit(thrown && InTarget().empty() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0),
+        "");
+}
+
+// ------------------------------------------------------------------------------------------- interruption
+
+TEST_F(DiagnosticsPackager, IsInterruptedWithoutATrace)
+{
+    const fs::path pipe = directory.Path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    WriteLog("system.log", "1");
+    const std::string package = Pack();
+    const CDiagnosticsPackager packager =
+        PackagerWithTar("echo part; echo running >" + pipe.string() + "; exec sleep 600");
+    Toolbox::CInterruption interruption;
+    std::thread stopping(
+        [&]
+        {
+            EXPECT_EQ(Read(pipe), "running\n");
+            interruption.Interrupt();
+        });
+
+    EXPECT_THROW(packager.CreatePackage(PackageName, {}, &interruption), std::system_error);
+
+    stopping.join();
+    EXPECT_THAT(InTarget(), ElementsAre(PackageName));
+    EXPECT_THAT(Unpack(package), ElementsAre("system.log"));
+}
+
+TEST_F(DiagnosticsPackager, PacksAgainAfterAnInterruption)
+{
+    WriteLog("system.log", "1");
+    const CDiagnosticsPackager packager = Packager();
+    Toolbox::CInterruption interruption;
+    interruption.Interrupt();
+    EXPECT_THROW(packager.CreatePackage(PackageName, {"system.log"}, &interruption), std::system_error);
+    EXPECT_THAT(InTarget(), IsEmpty());
+
+    interruption.Resume();
+
+    EXPECT_THAT(Unpack(packager.CreatePackage(PackageName, {"system.log"}, &interruption)),
+                ElementsAre("system.log"));
+}
+
+// ------------------------------------------------------------------------------------------- several
+
 TEST_F(DiagnosticsPackager, PacksForSeveralAtTheSameTime)
 {
     WriteLog("system.log", std::string(1000000, 'x'));
+    const CDiagnosticsPackager packager = Packager();
     std::vector<std::string> paths(4);
     std::vector<std::thread> threads;
     for (std::string& path : paths)
     {
-        threads.emplace_back([this, &path] { path = Pack(); });
+        threads.emplace_back([&packager, &path]
+                             { path = packager.CreatePackage(PackageName, {"system.log"}); });
     }
     for (std::thread& thread : threads)
     {

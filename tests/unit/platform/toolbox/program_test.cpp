@@ -1,14 +1,17 @@
+#include "platform/toolbox/interruption.h"
 #include "platform/toolbox/program.h"
 
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -148,4 +151,44 @@ TEST_F(Program, RunsBesideOthers)
         thread.join();
     }
     EXPECT_EQ(statuses, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
+TEST_F(Program, IsKilledByAnInterruption)
+{
+    const std::string pipe = (directory.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    Toolbox::CInterruption interruption;
+    std::thread stopping(
+        [&]
+        {
+            // opens when the program does, and stands at its end when the program is gone
+            std::ifstream running(pipe);
+            std::string line;
+            std::getline(running, line);
+            EXPECT_EQ(line, "running");
+            interruption.Interrupt();
+            EXPECT_FALSE(std::getline(running, line));
+        });
+
+    try
+    {
+        RunProgram(
+            {"/bin/sh", "-c", R"(exec >"$0"; echo running; exec sleep 600)", pipe}, {}, -1, &interruption);
+        ADD_FAILURE() << "it has come to an end";
+    }
+    catch (const std::system_error& error)
+    {
+        EXPECT_EQ(error.code(), std::errc::operation_canceled);
+    }
+    stopping.join();
+}
+
+TEST_F(Program, DoesNotRunDuringAnInterruptionAndDoesAfterIt)
+{
+    Toolbox::CInterruption interruption;
+    interruption.Interrupt();
+    EXPECT_THROW(RunProgram({"/bin/sleep", "600"}, {}, -1, &interruption), std::system_error);
+
+    interruption.Resume();
+    EXPECT_EQ(RunProgram({"/bin/sh", "-c", "exit 3"}, {}, -1, &interruption).status, 3);
 }
