@@ -9,13 +9,17 @@
 #include <thread>
 
 /// Sees to it that stopping the servers ends although a handler waits for a service that does not answer:
-/// once the grace time is over, outgoing calls fail for as long as the object lives, and other waits of
-/// handlers are ended. Threads: made and destroyed on one; has a thread of its own meanwhile.
+/// once the grace time is over, outgoing calls fail for as long as the object lives, and so does what else
+/// handlers may wait for. Threads: made and destroyed on one; has a thread of its own meanwhile.
 class CCallInterrupter
 {
 public:
-    /// @param endWaits  ends the waits that are no calls; runs on the object's thread
-    CCallInterrupter(GrpcBackend& transport, std::chrono::milliseconds grace, std::function<void()> endWaits);
+    /// @param endWaits     ends the waits that are no calls; runs on the object's thread before calls fail
+    /// @param resumeWaits  allows them again; runs when the object goes
+    CCallInterrupter(GrpcBackend& transport,
+                     std::chrono::milliseconds grace,
+                     std::function<void()> endWaits,
+                     std::function<void()> resumeWaits);
     ~CCallInterrupter();
     CCallInterrupter(const CCallInterrupter&) = delete;
     CCallInterrupter& operator=(const CCallInterrupter&) = delete;
@@ -28,6 +32,7 @@ private:
     // Constant after construction
     GrpcBackend& transport;
     const std::function<void()> endWaits;
+    const std::function<void()> resumeWaits;
 
     std::mutex mutex;
     std::condition_variable changed;

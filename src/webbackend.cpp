@@ -226,7 +226,10 @@ void CWebbackend::StopServers()
 {
     LOG_ENTRY(CWebbackend, "StopServers");
     const CCallInterrupter interrupter(
-        *appCommunicationHost, StopGrace, [this] { systemApi->InterruptFreezeFrame(); });
+        *appCommunicationHost,
+        StopGrace,
+        [this] { systemApi->InterruptDiagnosticsPackages(); },
+        [this] { systemApi->ResumeDiagnosticsPackages(); });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
 }

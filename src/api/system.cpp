@@ -12,6 +12,7 @@
 #include "platform/config/tarnconfig.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/interruption.h"
 #include "platform/toolbox/phaseconfig.h"
 
 #include <json/value.h>
@@ -68,7 +69,8 @@ CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
     , diagnosticsPackager(std::move(diagnosticsPackager))
     , sessionManager(std::move(sessionManager))
     , configDirectory(std::move(configDirectory))
-    , freezeFrames(std::make_unique<CFreezeFrames>(this->diagnostics))
+    , interruption(std::make_unique<Toolbox::CInterruption>())
+    , freezeFrames(std::make_unique<CFreezeFrames>(this->diagnostics, *interruption))
 {
     LOG_ENTRY(CSystemApi, "CSystemApi");
     diagnosticsSnapshot = std::make_shared<CDiagnosticsSnapshot>(this->diagnostics);
@@ -152,7 +154,7 @@ CSystemApi::Response CSystemApi::GetDiagnosticsPackage()
     const std::string serialNumber = hwinfo->GetString("ProductSn", "");
     const std::string fileName = diagnosticsPackager->GetPackageFileName(customer, serialNumber);
     const auto files = diagnosticsPackager->CollectFiles(0, EndOfTime);
-    const std::string package = diagnosticsPackager->CreatePackage(PackageName, files);
+    const std::string package = diagnosticsPackager->CreatePackage(PackageName, files, interruption.get());
     if (package.empty())
     {
         LOG_ERROR("Received empty diagnostic package path");
@@ -170,10 +172,16 @@ void CSystemApi::CreateFreezeFrame()
     freezeFrames->Create(FreezeFrameReason);
 }
 
-void CSystemApi::InterruptFreezeFrame()
+void CSystemApi::InterruptDiagnosticsPackages()
 {
-    LOG_ENTRY(CSystemApi, "InterruptFreezeFrame");
-    freezeFrames->Interrupt();
+    LOG_ENTRY(CSystemApi, "InterruptDiagnosticsPackages");
+    interruption->Interrupt();
+}
+
+void CSystemApi::ResumeDiagnosticsPackages()
+{
+    LOG_ENTRY(CSystemApi, "ResumeDiagnosticsPackages");
+    interruption->Resume();
 }
 
 } // namespace Resources

@@ -21,7 +21,8 @@ class http_response;
 namespace Toolbox
 {
 class CDiagnosticsPackager;
-}
+class CInterruption;
+} // namespace Toolbox
 
 namespace Resources
 {
@@ -81,6 +82,7 @@ public:
     /// Has a freeze frame taken, and gives all that there is as a file under a name of its own: 200. Without
     /// a freeze frame, for up to 10 seconds, it goes on all the same. 204 if there is no package.
     /// @throws std::future_error while another request waits for its freeze frame
+    /// @throws Rpc::CommunicationException or std::system_error if it is interrupted
     Response GetDiagnosticsPackage();
 
     /// Ends the first set-up: the station restarts in dashboard mode. 204 when the board has replied.
@@ -100,8 +102,10 @@ public:
     /// @throws std::filesystem::filesystem_error if something can't be removed; the station goes on then
     Response FactoryReset();
 
-    /// Ends the wait for a freeze frame, whose request fails.
-    void InterruptFreezeFrame();
+    /// Lets the diagnostics packages that are under way fail, whatever they wait for, and those that follow
+    /// until they are resumed. Before the calls of the services are interrupted.
+    void InterruptDiagnosticsPackages();
+    void ResumeDiagnosticsPackages();
 
 private:
     void CreateFreezeFrame();
@@ -119,6 +123,7 @@ private:
     const std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager;
     const std::shared_ptr<ISessionManager> sessionManager;
     const std::filesystem::path configDirectory;
+    const std::unique_ptr<Toolbox::CInterruption> interruption;
     const std::unique_ptr<CFreezeFrames> freezeFrames;
 };
 

@@ -120,6 +120,35 @@ protected:
         SetFault(R"({"Service": "Diagnostics", "Operation": "CreateFreezeFrame", "Answer": 0})");
     }
 
+    /// The service takes requests for freeze frames and does not answer them.
+    void HangFreezeFrames() const
+    {
+        SetFault(R"({"Service": "Diagnostics", "Operation": "CreateFreezeFrame", "Hang": true})");
+    }
+
+    /// Up to where the process is enabled and a freeze frame's end can be heard of, with a hand on the
+    /// controller.
+    void StartAllByHand()
+    {
+        StartStationWithManualController();
+        StartProcess();
+        station.AwaitProcessState(ReportUninitialized);
+        ASSERT_EQ(Control("disable"), 0);
+        station.AwaitProcessState(ReportDisabled);
+        ASSERT_EQ(Control("enable"), 0);
+        station.AwaitProcessState(ReportEnabled);
+        station.AwaitCall("Diagnostics", "SubscribeFreezeFrameDone");
+    }
+
+    /// Disables the process, which may not take longer than its handlers' grace and some.
+    void ExpectPromptDisable() const
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        ASSERT_EQ(Control("disable"), 0);
+        station.AwaitProcessState(ReportDisabled);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    }
+
     /// Names of the files in a downloaded package.
     std::vector<std::string> List(const SHttpResponse& response) const
     {
@@ -189,6 +218,7 @@ TEST_F(Snapshot, ShowsWhatTheStationMeasures)
                   {"Identifier": 127, "Value": ["-77"], "Unit": ["dBm"]},
                   {"Identifier": 128, "Value": ["-50"], "Unit": ["dBm"]},
                   {"Identifier": 142, "Value": ["Dynamic load balancing"], "Unit": [""]}]})"));
+    EXPECT_EQ(response.body, Parse(response.body).toStyledString());
     ExpectCleanEnd();
 }
 
@@ -472,26 +502,65 @@ TEST_F(Download, DoesNotHoldUpTheEnd)
 
 TEST_F(Download, DoesNotHoldUpTheDisableAndWorksAfterTheNextEnable)
 {
-    StartStationWithManualController();
-    StartProcess();
-    station.AwaitProcessState(ReportUninitialized);
-    ASSERT_EQ(Control("disable"), 0);
-    station.AwaitProcessState(ReportDisabled);
-    ASSERT_EQ(Control("enable"), 0);
-    station.AwaitProcessState(ReportEnabled);
-    station.AwaitCall("Diagnostics", "SubscribeFreezeFrameDone");
+    StartAllByHand();
     SilenceFreezeFrames();
     CRawHttp browser(RestPort);
     BeginToAsk(browser);
 
-    const auto begin = std::chrono::steady_clock::now();
-    ASSERT_EQ(Control("disable"), 0);
-    station.AwaitProcessState(ReportDisabled);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    ExpectPromptDisable();
 
     station.Delete("/fault");
     ASSERT_EQ(Control("enable"), 0);
     station.AwaitProcessState(ReportEnabled);
     ExpectPackage(Ask());
     ExpectCleanEnd();
+}
+
+TEST_F(Download, IsNotMadeAnyMoreWhenItsCallHangsAtTheEnd)
+{
+    StartAllAndListen();
+    HangFreezeFrames();
+    CRawHttp browser(RestPort);
+    BeginToAsk(browser);
+
+    ExpectCleanEnd();
+
+    EXPECT_THAT(process->Errors(), Not(HasSubstr("CreateFreezeFrame call failed")));
+    EXPECT_FALSE(fs::exists(root.Path() / PackageFile));
+}
+
+TEST_F(Download, IsNotMadeAnyMoreWhenItsCallHangsAtTheDisableAndWorksAfterTheNextEnable)
+{
+    StartAllByHand();
+    HangFreezeFrames();
+    CRawHttp browser(RestPort);
+    BeginToAsk(browser);
+
+    ExpectPromptDisable();
+
+    EXPECT_FALSE(fs::exists(root.Path() / PackageFile));
+    station.Delete("/fault");
+    ASSERT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+    ExpectPackage(Ask());
+    ExpectCleanEnd();
+}
+
+TEST_F(Download, IsGivenUpInTheMiddleOfItsPackingAtTheEnd)
+{
+    // far more than is packed within a second, and takes no room before that
+    constexpr std::uintmax_t Huge = 10'000'000'000;
+    StartAllAndListen();
+    fs::resize_file(root.Path() / "data/log/system.log", Huge);
+    CRawHttp browser(RestPort);
+    BeginToAsk(browser);
+    ASSERT_TRUE(process->AwaitErrorLine("Freezeframe created at "));
+
+    ExpectCleanEnd();
+
+    EXPECT_THAT(process->Errors(), Not(HasSubstr("Received empty diagnostic package path")));
+    for (const fs::directory_entry& entry : fs::directory_iterator(root.Path() / "tmp"))
+    {
+        EXPECT_THAT(entry.path().filename().string(), Not(StartsWith("diagnostics_package")));
+    }
 }

@@ -3,6 +3,7 @@
 #include "contracts/diagnostics.h"
 #include "platform/log/log.h"
 #include "platform/rpc/communicationexception.h"
+#include "platform/toolbox/interruption.h"
 
 #include <exception>
 #include <utility>
@@ -15,6 +16,24 @@ constexpr std::chrono::seconds LongestWait{10};
 bool WaitOnTheSteadyClock(const std::future<std::string>& fileName, std::chrono::nanoseconds longest)
 {
     return fileName.wait_for(longest) == std::future_status::ready;
+}
+
+Rpc::CommunicationException Interrupted()
+{
+    return Rpc::CommunicationException("Diagnostics.CreateFreezeFrame: interrupted");
+}
+
+/// Ends the wait for a name, unless it has come.
+void Break(std::promise<std::string>& promise)
+{
+    try
+    {
+        promise.set_exception(std::make_exception_ptr(Interrupted()));
+    }
+    catch (const std::future_error&)
+    {
+        LOG_DEBUG("Freezeframe was done before its interruption");
+    }
 }
 
 void Keep(std::promise<std::string>& promise, const std::string& fileName)
@@ -43,7 +62,6 @@ public:
         const std::lock_guard lock(owner.mutex);
         fileName = owner.promise->get_future();
         promise = owner.promise;
-        owner.isUnderWay = true;
     }
 
     ~CTurn()
@@ -51,7 +69,6 @@ public:
         auto fresh = std::make_shared<Promise>();
         const std::lock_guard lock(owner.mutex);
         owner.promise.swap(fresh);
-        owner.isUnderWay = false;
     }
 
     CTurn(const CTurn&) = delete;
@@ -66,15 +83,19 @@ private:
     CFreezeFrames& owner;
 };
 
-CFreezeFrames::CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics, Wait wait)
+CFreezeFrames::CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics,
+                             Toolbox::CInterruption& interruption,
+                             Wait wait)
     : diagnostics(std::move(diagnostics))
+    , interruption(interruption)
     , wait(std::move(wait))
     , promise(std::make_shared<Promise>())
 {
+    LOG_ENTRY(CFreezeFrames, "CFreezeFrames");
 }
 
-CFreezeFrames::CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics)
-    : CFreezeFrames(std::move(diagnostics), WaitOnTheSteadyClock)
+CFreezeFrames::CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics, Toolbox::CInterruption& interruption)
+    : CFreezeFrames(std::move(diagnostics), interruption, WaitOnTheSteadyClock)
 {
 }
 
@@ -82,10 +103,15 @@ void CFreezeFrames::Create(const std::string& reason)
 {
     LOG_ENTRY(CFreezeFrames, "Create");
     CTurn turn(*this);
+    const Toolbox::CInterruption::CHold hold(interruption, [promise = turn.promise] { Break(*promise); });
     diagnostics->FreezeFrameDone = [promise = turn.promise](const std::string& fileName)
     { Keep(*promise, fileName); };
     if (!Request(reason))
     {
+        if (interruption.IsInterrupted())
+        {
+            throw Interrupted();
+        }
         LOG_ERROR("CreateFreezeFrame call failed");
         return;
     }
@@ -103,28 +129,9 @@ void CFreezeFrames::Create(const std::string& reason)
     LOG_INFO("Freezeframe created at {}", fileName);
 }
 
-void CFreezeFrames::Interrupt()
-{
-    LOG_ENTRY(CFreezeFrames, "Interrupt");
-    const std::lock_guard lock(mutex);
-    if (!isUnderWay)
-    {
-        return;
-    }
-    try
-    {
-        promise->set_exception(std::make_exception_ptr(
-            Rpc::CommunicationException("Diagnostics.CreateFreezeFrame: interrupted")));
-    }
-    catch (const std::future_error&)
-    {
-        // it was done at the same moment
-        return;
-    }
-}
-
 bool CFreezeFrames::Request(const std::string& reason)
 {
+    LOG_ENTRY(CFreezeFrames, "Request");
     try
     {
         return diagnostics->CreateFreezeFrame(reason).status() == ipc::EResultOk;

@@ -9,6 +9,11 @@
 
 class IDiagnostics;
 
+namespace Toolbox
+{
+class CInterruption;
+}
+
 /// Has the Diagnostics service take freeze frames, dated records of the station's present state, and waits
 /// for each. Threads: any. One freeze frame at a time: the callers after the first are turned away until it
 /// is done.
@@ -19,19 +24,19 @@ public:
     using Wait =
         std::function<bool(const std::future<std::string>& fileName, std::chrono::nanoseconds longest)>;
 
-    CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics, Wait wait);
+    /// @param interruption  ends the freeze frame that is under way, and those to come while it lasts; the
+    /// object needs it for as long as it lives
+    CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics, Toolbox::CInterruption& interruption, Wait wait);
 
     /// The same on the steady clock.
-    explicit CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics);
+    CFreezeFrames(std::shared_ptr<IDiagnostics> diagnostics, Toolbox::CInterruption& interruption);
 
     /// Returns when the freeze frame is done, when the service refuses it or can't be reached, or after 10
     /// seconds; the log tells which.
     /// @throws std::future_error if another one is under way, which is not disturbed
-    /// @throws Rpc::CommunicationException if it is interrupted
+    /// @throws Rpc::CommunicationException if it is interrupted. Whoever lets the service's call fail at the
+    /// same time interrupts first: the call counts as refused otherwise.
     void Create(const std::string& reason);
-
-    /// Ends the wait of the freeze frame that is under way, if there is one.
-    void Interrupt();
 
 private:
     using Promise = std::promise<std::string>;
@@ -41,6 +46,7 @@ private:
 
     // Constant after construction
     const std::shared_ptr<IDiagnostics> diagnostics;
+    Toolbox::CInterruption& interruption;
     const Wait wait;
 
     std::mutex mutex;
@@ -48,5 +54,4 @@ private:
     // Guarded by mutex. Each freeze frame leaves a fresh promise behind: a notification that comes late falls
     // on one that nobody waits for.
     std::shared_ptr<Promise> promise;
-    bool isUnderWay = false;
 };

@@ -500,6 +500,11 @@ protected:
             EHttpMethod::Get, "/system/info", [this](const auto&) { return api.GetInfo(); }, gated);
         server.AddRoute(
             EHttpMethod::Get, "/system/health", [this](const auto&) { return api.GetHealth(); }, false);
+        server.AddRoute(
+            EHttpMethod::Get,
+            "/system/diagnostics/snapshot",
+            [this](const auto&) { return api.GetDiagnosticsSnapshot(); },
+            false);
         server.Start();
     }
 
@@ -513,6 +518,27 @@ TEST_F(SystemApiOverTheWire, HealthAnswersWithoutASessionAndInfoDoesNot)
     EXPECT_EQ(AnswerText(HttpRequest(Port, "GET", "/system/health")), EmptyAnswer());
     EXPECT_EQ(AnswerText(HttpRequest(Port, "GET", "/system/info")),
               JsonAnswer("401 Unauthorized", "\"Unauthorized\"\n"));
+}
+
+TEST_F(SystemApiOverTheWire, SnapshotIsTheStyledTextOfItsValue)
+{
+    EXPECT_CALL(*diagnostics, GetSignal)
+        .WillRepeatedly(
+            [](const ipc::MSignalIdentifier& identifier)
+            {
+                ipc::MDiagnosticsSignal signal;
+                signal.set_identifier(identifier.identifier());
+                signal.add_data()->set_string_value("a \"word\"");
+                return signal;
+            });
+    const Json::Value value = AsJson(api.GetDiagnosticsSnapshot()).GetValue();
+    ASSERT_EQ(value["Signals"].size(), 7U);
+
+    const SHttpResponse answer = HttpRequest(Port, "GET", "/system/diagnostics/snapshot");
+
+    EXPECT_EQ(answer.statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(answer.Header("Content-Type"), "application/json");
+    EXPECT_EQ(answer.body, value.toStyledString());
 }
 
 TEST_F(SystemApiOverTheWire, UnknownRebootTypeIsAnsweredWithTheReasonWord)

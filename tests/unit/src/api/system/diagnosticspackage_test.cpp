@@ -14,6 +14,7 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -213,9 +214,63 @@ TEST_F(DiagnosticsPackage, FailsForTheSecondOfTwoAtOnceAndComesForTheFirst)
 TEST_F(DiagnosticsPackage, FailsWhenItsFreezeFrameIsInterrupted)
 {
     CSystemApi api = Api();
-    ExpectFreezeFrame([&api] { api.InterruptFreezeFrame(); });
+    ExpectFreezeFrame([&api] { api.InterruptDiagnosticsPackages(); });
 
     EXPECT_THROW(api.GetDiagnosticsPackage(), Rpc::CommunicationException);
+
+    EXPECT_FALSE(fs::exists(package));
+}
+
+TEST_F(DiagnosticsPackage, FailsWhenItsCallIsInterrupted)
+{
+    CSystemApi api = Api();
+    ExpectFreezeFrame(
+        [&api]
+        {
+            api.InterruptDiagnosticsPackages();
+            throw Rpc::CommunicationException("Diagnostics.CreateFreezeFrame: cancelled");
+        });
+
+    EXPECT_THROW(api.GetDiagnosticsPackage(), Rpc::CommunicationException);
+
+    EXPECT_FALSE(fs::exists(package));
+}
+
+TEST_F(DiagnosticsPackage, FailsWhenItsPackingIsInterruptedAndComesAfterwards)
+{
+    CSystemApi api = Api();
+    ExpectFreezeFrame(
+        [this, &api]
+        {
+            diagnostics->FreezeFrameDone("/data/log/freezeframe.json");
+            api.InterruptDiagnosticsPackages();
+        });
+
+    EXPECT_THROW(api.GetDiagnosticsPackage(), std::system_error);
+
+    EXPECT_FALSE(fs::exists(package));
+    testing::Mock::VerifyAndClear(diagnostics.get());
+    api.ResumeDiagnosticsPackages();
+    ExpectGoodFreezeFrame();
+    ExpectPackage(api.GetDiagnosticsPackage());
+}
+
+TEST_F(DiagnosticsPackage, HoldsFilesOfAllTimes)
+{
+    using Time = fs::file_time_type;
+    directory.Write("log/old.log", "x");
+    directory.Write("log/future.log", "x");
+    const Time now = fs::last_write_time(directory.Path() / "log/system.log");
+    const auto age = std::chrono::system_clock::now().time_since_epoch();
+    fs::last_write_time(directory.Path() / "log/old.log",
+                        now - std::chrono::floor<std::chrono::seconds>(age) + std::chrono::minutes(1));
+    fs::last_write_time(directory.Path() / "log/future.log", now + std::chrono::hours(24 * 365 * 20));
+    ExpectGoodFreezeFrame();
+
+    ExpectPackage(Api().GetDiagnosticsPackage());
+
+    EXPECT_TRUE(IsPacked("old.log"));
+    EXPECT_TRUE(IsPacked("future.log"));
 }
 
 TEST_F(DiagnosticsPackage, LogsItsEntries)

@@ -1,6 +1,7 @@
 #include "src/api/system/freezeframes.h"
 
 #include "platform/rpc/communicationexception.h"
+#include "platform/toolbox/interruption.h"
 
 #include <chrono>
 #include <functional>
@@ -93,8 +94,10 @@ protected:
 
     const std::shared_ptr<StrictMock<CMockDiagnostics>> service =
         std::make_shared<StrictMock<CMockDiagnostics>>();
+    Toolbox::CInterruption interruption;
     std::unique_ptr<CFreezeFrames> frames = std::make_unique<CFreezeFrames>(
         service,
+        interruption,
         [this](const std::future<std::string>& fileName, std::chrono::nanoseconds longest)
         {
             waits.push_back(longest);
@@ -141,11 +144,12 @@ TEST_F(FreezeFrames, FollowEachOther)
     ExpectNextOneWorks();
 }
 
-TEST_F(FreezeFrames, LogsTheEntry)
+TEST_F(FreezeFrames, LogsItsEntries)
 {
     ExpectGoodRequest("/log/1");
     Create();
     EXPECT_TRUE(log.Has(Level::Trace, "CFreezeFrames::Create"));
+    EXPECT_TRUE(log.Has(Level::Trace, "CFreezeFrames::Request"));
 }
 
 // ------------------------------------------------------------------------------------------- that don't
@@ -337,10 +341,40 @@ TEST_F(FreezeFrames, TurnsASecondCallerAwayDuringTheRequest)
 TEST_F(FreezeFrames, FailsWhenItIsInterrupted)
 {
     ExpectRequest();
-    whileWaiting = [this] { frames->Interrupt(); };
+    whileWaiting = [this] { interruption.Interrupt(); };
 
     EXPECT_THROW(Create(), Rpc::CommunicationException);
 
+    EXPECT_THAT(Logged(), IsEmpty());
+    interruption.Resume();
+    ExpectNextOneWorks();
+}
+
+TEST_F(FreezeFrames, FailsWhenItsRequestIsInterrupted)
+{
+    ExpectRequest(
+        [this]
+        {
+            interruption.Interrupt();
+            throw Rpc::CommunicationException("Diagnostics.CreateFreezeFrame: cancelled");
+        });
+
+    EXPECT_THROW(Create(), Rpc::CommunicationException);
+
+    EXPECT_THAT(Logged(), IsEmpty());
+    EXPECT_THAT(waits, IsEmpty());
+    interruption.Resume();
+    ExpectNextOneWorks();
+}
+
+TEST_F(FreezeFrames, FailsWhileAnInterruptionLasts)
+{
+    interruption.Interrupt();
+    ExpectRequest();
+
+    EXPECT_THROW(Create(), Rpc::CommunicationException);
+
+    interruption.Resume();
     ExpectNextOneWorks();
 }
 
@@ -350,7 +384,7 @@ TEST_F(FreezeFrames, IsNotUndoneByAnInterruption)
     whileWaiting = [this]
     {
         service->FreezeFrameDone("/log/1");
-        frames->Interrupt();
+        interruption.Interrupt();
     };
 
     Create();
@@ -360,7 +394,8 @@ TEST_F(FreezeFrames, IsNotUndoneByAnInterruption)
 
 TEST_F(FreezeFrames, WorksAfterAnInterruptionOfNothing)
 {
-    frames->Interrupt();
+    interruption.Interrupt();
+    interruption.Resume();
     ExpectNextOneWorks();
 }
 
@@ -368,7 +403,7 @@ TEST_F(FreezeFrames, WorksAfterAnInterruptionOfNothing)
 
 TEST_F(FreezeFrames, WaitsForAnotherThread)
 {
-    CFreezeFrames real(service);
+    CFreezeFrames real(service, interruption);
     std::thread notification;
     ExpectRequest([&] { notification = std::thread([this] { service->FreezeFrameDone("/log/1"); }); });
 
@@ -380,9 +415,9 @@ TEST_F(FreezeFrames, WaitsForAnotherThread)
 
 TEST_F(FreezeFrames, CanBeInterruptedFromAnotherThread)
 {
-    CFreezeFrames real(service);
+    CFreezeFrames real(service, interruption);
     std::thread stopping;
-    ExpectRequest([&] { stopping = std::thread([&real] { real.Interrupt(); }); });
+    ExpectRequest([&] { stopping = std::thread([this] { interruption.Interrupt(); }); });
 
     EXPECT_THROW(real.Create("a reason"), Rpc::CommunicationException);
 
