@@ -160,18 +160,17 @@ private:
             return;
         }
         stream->isWriting = true;
+        gate.Record(operation, Json::objectValue);
         if (fault.fail)
         {
             stream->writer.Finish({grpc::StatusCode::UNAVAILABLE, "fault set for this operation"},
                                   &stream->written);
+            return;
         }
-        else
-        {
-            stream->writer.SendInitialMetadata(&stream->written);
-            stream->subscriber = std::make_shared<CSubscriber>(*this, loop, stream);
-            subscribers->Add(stream->subscriber);
-        }
-        gate.Record(operation, Json::objectValue);
+        // the metadata tell the subscriber that it misses nothing from now on, so they come last
+        stream->subscriber = std::make_shared<CSubscriber>(*this, loop, stream);
+        subscribers->Add(stream->subscriber);
+        stream->writer.SendInitialMetadata(&stream->written);
     }
 
     void Send(SStream& stream, const Message& message)

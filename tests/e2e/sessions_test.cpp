@@ -363,7 +363,7 @@ TEST_F(Sessions, NoPasswordAndNoLiveKeyReachesTheLog)
     StartProcess({"-vvv"});
     station.AwaitProcessState(ReportEnabled);
 
-    const std::string key = KeyOf(LogIn(PersistentLogin));
+    const std::string key = KeyOf(LogIn(PlainLogin));
     EXPECT_EQ(GatedStatus(With(key)), 200);
     EXPECT_TRUE(IsActive(key));
     LogIn(R"({"Password": "hunter2"})", With(key));
