@@ -53,23 +53,22 @@ void Send(const CSignalDefinition<std::string>& definition, std::string text)
 
 void ConfigChangeCallback(const std::string& key, const Json::Value& value)
 {
-    const bool masked = Contains(MaskedParameters, key);
     if (!value.isConvertibleTo(Json::stringValue))
     {
         LOG_DEBUG("Skip logging. Key {} is changed with non string-convertible value {}",
                   key,
-                  masked ? Mask : value.toStyledString());
+                  value.toStyledString());
         return;
     }
-    const std::string shown = masked ? Mask : value.asString();
     if (Contains(SecurityParameters, key))
     {
+        const std::string shown = Contains(MaskedParameters, key) ? Mask : value.asString();
         Send(Signals::ReconfigurationOfSecurityParameters,
              fmt::format("Security parameter {} has been reconfigured to {}", key, shown));
     }
     else
     {
         Send(Signals::ReconfigurationOfParameter,
-             fmt::format("Parameter {} has been reconfigured to {}", key, shown));
+             fmt::format("Parameter {} has been reconfigured to {}", key, value.asString()));
     }
 }
