@@ -3,8 +3,10 @@
 #include <grpcpp/create_channel.h>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -81,9 +83,56 @@ bool BlocksSigint(const std::filesystem::path& thread)
     return (mask >> (SIGINT - 1) & 1U) != 0;
 }
 
+/// @return whether the process has yet to take SIGINT
+bool HasSigintPending(pid_t process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    std::string word;
+    while (status >> word && word != "ShdPnd:")
+    {
+    }
+    std::uint64_t mask = 0;
+    status >> std::hex >> mask;
+    return (mask >> (SIGINT - 1) & 1U) != 0;
+}
+
+/// The lock that each change of a stored file takes, held as another process would hold it.
+class CHeldConfiguration
+{
+public:
+    explicit CHeldConfiguration(const CStationRoot& root)
+        : directory(open((root.Path() / "data/config").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        EXPECT_EQ(flock(directory, LOCK_EX), 0);
+    }
+
+    ~CHeldConfiguration() { close(directory); }
+    CHeldConfiguration(const CHeldConfiguration&) = delete;
+    CHeldConfiguration& operator=(const CHeldConfiguration&) = delete;
+    CHeldConfiguration(CHeldConfiguration&&) = delete;
+    CHeldConfiguration& operator=(CHeldConfiguration&&) = delete;
+
+private:
+    const int directory;
+};
+
 class Lifecycle : public StationTest
 {
 protected:
+    /// A browser's change waits for the stored files; the servers' stop waits for the change until the test
+    /// lets go of what is returned.
+    std::unique_ptr<CHeldConfiguration> HoldUpAChange()
+    {
+        auto held = std::make_unique<CHeldConfiguration>(root);
+        browser = std::make_unique<CRawHttp>(RestPort);
+        browser->Send(HttpRequestText("POST",
+                                      "/config/auth/standalonelist",
+                                      LoggedInWithJson,
+                                      R"({"RfidTokenUid": "04A1", "RfidTokenDescription": "Car"})"));
+        EXPECT_TRUE(process->AwaitErrorLine("Writing new list of tokens"));
+        return held;
+    }
+
     /// A browser waits for a service that does not answer; the servers' stop waits for the browser's request.
     void HangAReboot()
     {
@@ -296,11 +345,16 @@ TEST_F(Lifecycle, SecondSigintIsHandledLikeAnyOtherEvent)
 {
     StartUninitialized({"-vv"});
     Enable();
-    HangAReboot();
+    auto held = HoldUpAChange();
     process->Signal(SIGINT);
     ASSERT_TRUE(process->AwaitErrorLine("CWebbackend::StopServers"));
 
     process->Signal(SIGINT);
+    while (HasSigintPending(process->Id()))
+    {
+        std::this_thread::yield();
+    }
+    held.reset();
 
     EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
     EXPECT_THAT(process->Errors(), HasSubstr("State Terminating: event recv IntTerminate"));
@@ -333,11 +387,12 @@ TEST_F(Lifecycle, ControlCallWhileTheMachineLeavesEnabledForGoodIsRefused)
 {
     StartUninitialized({"-vv"});
     Enable();
-    HangAReboot();
+    auto held = HoldUpAChange();
     process->Signal(SIGINT);
     ASSERT_TRUE(process->AwaitErrorLine("CWebbackend::StopServers"));
 
     EXPECT_EQ(Control("enable"), 1);
+    held.reset();
 
     EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
 }

@@ -57,6 +57,8 @@ protected:
         notifications = std::thread([this] { host.HandleClientNotifications(); });
     }
 
+    // outlive the host, which delivers until its end
+    CCollector<int> states;
     CTestStation station;
     Host host{station.ConfigPath()};
     std::thread notifications;
@@ -182,7 +184,6 @@ TEST_F(Clients, NotificationsArriveInOrderOnTheNotificationThread)
 {
     station.Start();
     const auto manager = Client<ISessionManager>("SessionManager", 1, 1);
-    CCollector<int> states;
     CCollector<std::thread::id> threads;
     manager->ConnectorState = [&](const ipc::MConnectorState& message)
     {
@@ -202,7 +203,6 @@ TEST_F(Clients, NotificationsArriveInOrderOnTheNotificationThread)
 TEST_F(Clients, NotificationsComeBackAfterEachRestartOfTheService)
 {
     const auto manager = Client<ISessionManager>("SessionManager", 1, 1);
-    CCollector<int> states;
     manager->ConnectorState = [&](const ipc::MConnectorState& message) { states.Add(message.state()); };
     HandleNotifications();
 
@@ -223,7 +223,6 @@ TEST_F(Clients, ReceiverThatThrowsEndsThatNotificationOnlyWithAnErrorLine)
     const CCapturedLog log;
     station.Start();
     const auto manager = Client<ISessionManager>("SessionManager", 1, 1);
-    CCollector<int> states;
     manager->ConnectorState = [&](const ipc::MConnectorState& message)
     {
         if (message.state() == ipc::EConnectorStateFaulted)
@@ -247,7 +246,6 @@ TEST_F(Clients, NotificationToAClientThatIsGoneDoesNoHarm)
     station.Start();
     auto goneSoon = Client<ISessionManager>("SessionManager", 1, 1);
     const auto staying = Client<ISessionManager>("SessionManager", 1, 1);
-    CCollector<int> states;
     goneSoon->ConnectorState = [&](const ipc::MConnectorState&) { states.Add(-1); };
     staying->ConnectorState = [&](const ipc::MConnectorState& message) { states.Add(message.state()); };
     goneSoon.reset();

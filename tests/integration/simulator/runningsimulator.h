@@ -24,7 +24,11 @@ public:
     template <class Service>
     std::unique_ptr<typename Service::Stub> Connect(const char* name) const
     {
-        return Service::NewStub(grpc::CreateChannel(root.Address(name), grpc::InsecureChannelCredentials()));
+        grpc::ChannelArguments arguments;
+        // otherwise a connection that failed before would hand its back-off on
+        arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
+        return Service::NewStub(
+            grpc::CreateCustomChannel(root.Address(name), grpc::InsecureChannelCredentials(), arguments));
     }
 
     const CStationRoot root;
