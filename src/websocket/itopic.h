@@ -1,0 +1,35 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <cstddef>
+#include <functional>
+
+/// A named channel of live events, as those see it who fill it.
+/// Threads: Broadcast and NumberOfSubscribers any; the two members are assigned before the server starts.
+class ITopic
+{
+public:
+    /// Sends one message to the one connection that it was made for.
+    using Reply = std::function<void(const Json::Value& message)>;
+
+    ITopic() = default;
+    ITopic(const ITopic&) = delete;
+    ITopic& operator=(const ITopic&) = delete;
+    ITopic(ITopic&&) = delete;
+    ITopic& operator=(ITopic&&) = delete;
+    virtual ~ITopic() = default;
+
+    /// Sends @p message to all who listen. A failure to send reaches nobody.
+    virtual void Broadcast(const Json::Value& message) = 0;
+
+    virtual std::size_t NumberOfSubscribers() const = 0;
+
+    /// Runs when a connection subscribes, to send it what it must know at once. Handlers may outlive whoever
+    /// assigned them, and so capture nothing that may go before the topic.
+    std::function<void(Reply reply)> OnSubscribe;
+
+    /// Runs when a connection leaves, when one that listened is found without a session, and when any
+    /// connection of the server closes, whether it listened or not.
+    std::function<void()> OnUnsubscribe;
+};
