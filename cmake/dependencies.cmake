@@ -21,3 +21,11 @@ endif()
 
 find_program(PROTOC protoc REQUIRED)
 find_program(GRPC_CPP_PLUGIN grpc_cpp_plugin REQUIRED)
+
+# Headers only
+find_path(WEBSOCKETPP_INCLUDE websocketpp/server.hpp REQUIRED)
+find_path(ASIO_INCLUDE asio.hpp REQUIRED)
+add_library(webbackend_websocketpp INTERFACE)
+target_include_directories(webbackend_websocketpp SYSTEM INTERFACE ${WEBSOCKETPP_INCLUDE} ${ASIO_INCLUDE})
+target_compile_definitions(webbackend_websocketpp INTERFACE ASIO_STANDALONE _WEBSOCKETPP_CPP11_STL_)
+target_link_libraries(webbackend_websocketpp INTERFACE Threads::Threads)

@@ -5,13 +5,13 @@ cd "$ROOT"
 
 # Debian packages for building, testing and running
 PACKAGES=(
-    ca-certificates ccache clang-format cmake curl g++ git iproute2 libbenchmark-dev libcrypt-dev libfmt-dev
+    ca-certificates ccache clang-format cmake curl g++ git iproute2 libasio-dev libbenchmark-dev libcrypt-dev libfmt-dev
     libgmock-dev libgrpc++-dev libgtest-dev libjsoncpp-dev libmicrohttpd-dev libprotobuf-dev libspdlog-dev
-    libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
+    libwebsocketpp-dev libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
 )
 
 # What the tests need besides
-TEST_PACKAGES=(chromium chromium-driver python3-selenium)
+TEST_PACKAGES=(chromium chromium-driver node-ws nodejs python3-selenium python3-websockets)
 
 # ccache must see the paths as they are: it would hand out objects whose log lines show another path
 unset CCACHE_BASEDIR

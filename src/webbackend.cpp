@@ -7,9 +7,12 @@
 #include "src/api/system.h"
 #include "src/callinterrupter.h"
 #include "src/configaudit.h"
+#include "src/services/meterdataproxy.h"
+#include "src/services/sessionmanagernotificationproxy.h"
 #include "src/session/authorization.h"
 #include "src/signalslot.h"
 #include "src/webbackendhsmactionhandler.h"
+#include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
 #include "statemachines/webbackendhsmevents.h"
 
@@ -29,6 +32,10 @@ namespace
 {
 
 constexpr std::uint16_t RestPort = 8080;
+constexpr std::uint16_t WebSocketPort = 8081;
+
+/// Age from which on the meter is read anew, however many ask.
+constexpr std::chrono::seconds MeterDataMaxAge{2};
 
 /// Seconds that a session lives after its last request, unless it is a persistent one.
 constexpr std::uint64_t SessionTimeout = 900;
@@ -79,9 +86,11 @@ void CWebbackend::ConstructServers(const std::string& root)
     settings = TarnConfig::Create("settings", root, &ConfigChangeCallback);
 
     CreateServiceClients();
+    sessionManagerNotificationProxy = std::make_shared<CSessionManagerNotificationProxy>(sessionManager);
     if (hwinfo->GetBool("HwHasMeter", false))
     {
         meter = CreateClient<IMeter>("MeterService", 1, 1);
+        meterDataProxy = std::make_shared<CMeterDataProxy>(meter, MeterDataMaxAge);
     }
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
@@ -116,6 +125,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         secrets,
                                                         scheduledCharging);
     restServer = std::make_shared<CRestServer>(RestPort, authorization);
+    webSocketServer = std::make_shared<CWebSocketServer>(WebSocketPort, *worker, authorization);
 
     RegisterResourcesBase();
     dashboardMode ? RegisterResourcesDashboard() : RegisterResourcesCommissioning();
@@ -220,6 +230,16 @@ void CWebbackend::StartServers()
         LOG_ERROR("REST webserver could not be started");
         hsmActionHandler->Post<WebbackendHsm::IntError>();
     }
+    try
+    {
+        webSocketServer->Start();
+        LOG_INFO("Websocket server started");
+    }
+    catch (const std::runtime_error&)
+    {
+        LOG_ERROR("Websocket server could not be started");
+        hsmActionHandler->Post<WebbackendHsm::IntError>();
+    }
 }
 
 void CWebbackend::StopServers()
@@ -232,6 +252,8 @@ void CWebbackend::StopServers()
         [this] { systemApi->ResumeDiagnosticsPackages(); });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
+    webSocketServer->Stop();
+    LOG_INFO("Websocket server stopped");
 }
 
 void CWebbackend::StartComponents()

@@ -2,8 +2,9 @@
 /// services.
 ///
 /// main reads the command line and runs one CWebbackend, which owns everything: configuration files, clients
-/// of the services (contracts/), the REST API (api/), sessions (session/). The state machine (statemachines/)
-/// switches it on and off on behalf of the station's controller. docs/architecture.md leads through it.
+/// of the services (contracts/), the REST API (api/), live events (websocket/), sessions (session/). The
+/// state machine (statemachines/) switches it on and off on behalf of the station's controller.
+/// docs/architecture.md leads through it.
 #pragma once
 
 #include "statemachines/hsminterface.h"
@@ -26,7 +27,10 @@
 #include <string>
 #include <thread>
 
+class CMeterDataProxy;
 class CRestServer;
+class CSessionManagerNotificationProxy;
+class CWebSocketServer;
 class CWebbackendHsmActionHandler;
 
 namespace Resources
@@ -83,6 +87,8 @@ private:
     // the last to the first
     std::shared_ptr<AppCommunicationHost<GrpcBackend>> appCommunicationHost;
     std::shared_ptr<CProcessControlService> processControlService;
+    std::shared_ptr<CSessionManagerNotificationProxy> sessionManagerNotificationProxy;
+    std::shared_ptr<CMeterDataProxy> meterDataProxy;
     std::shared_ptr<IBoardControl> boardControl;
     std::shared_ptr<IFeedback> feedback;
     std::shared_ptr<IDiagnostics> diagnostics;
@@ -99,6 +105,7 @@ private:
     std::unique_ptr<Resources::CConfigApi> configApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<CRestServer> restServer;
+    std::shared_ptr<CWebSocketServer> webSocketServer;
     std::shared_ptr<TarnConfig> settings;
     std::shared_ptr<CWorker> worker;
 };
