@@ -4,6 +4,8 @@
 
 #include "platform/log/log.h"
 
+#include <utility>
+
 namespace
 {
 

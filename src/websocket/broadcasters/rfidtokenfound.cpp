@@ -5,6 +5,7 @@
 #include "platform/log/log.h"
 
 #include <string>
+#include <utility>
 
 struct CRfidTokenFoundBroadcaster::SCore
 {
