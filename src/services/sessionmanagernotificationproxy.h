@@ -17,23 +17,21 @@ class CSessionManagerNotificationProxy
 public:
     using Listener = std::function<void(const ipc::MConnectorState&)>;
 
-    /// Takes the client's one place for a receiver.
+    /// Takes the client's one place for a receiver, and leaves it behind without effect.
     explicit CSessionManagerNotificationProxy(std::shared_ptr<ISessionManager> client);
-    ~CSessionManagerNotificationProxy();
-    CSessionManagerNotificationProxy(const CSessionManagerNotificationProxy&) = delete;
-    CSessionManagerNotificationProxy& operator=(const CSessionManagerNotificationProxy&) = delete;
-    CSessionManagerNotificationProxy(CSessionManagerNotificationProxy&&) = delete;
-    CSessionManagerNotificationProxy& operator=(CSessionManagerNotificationProxy&&) = delete;
 
     /// @param listener  not empty; registered for as long as the caller keeps it
     void AddListener(const std::shared_ptr<Listener>& listener);
 
 private:
-    void Notify(const ipc::MConnectorState& message);
+    using Listeners = std::vector<std::weak_ptr<Listener>>;
+
+    static void Notify(Listeners& listeners, const ipc::MConnectorState& message);
 
     // Constant after construction
     const std::shared_ptr<ISessionManager> client;
 
-    // Touched during the assembly, and from then on by the notification thread only
-    std::vector<std::weak_ptr<Listener>> listeners;
+    /// Touched during the assembly, and from then on by the notification thread only. Shared with a
+    /// notification under way, which the proxy may go before.
+    const std::shared_ptr<Listeners> listeners;
 };

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "src/websocket/itopic.h"
+
+#include "contracts/rfid.h"
+
+#include <memory>
+
+/// Sends the RFID tokens that are held before the reader: {"tokenId": string}.
+///
+/// The reader reports tokens from the first subscription on, until nobody listens any more.
+///
+/// Threads: those that deliver the reader's notifications and run the topic's handlers. What is under way
+/// while the broadcaster is destroyed ends undisturbed.
+class CRfidTokenFoundBroadcaster
+{
+public:
+    /// Takes the reader's one place for a receiver and the topic's handlers, and leaves them behind without
+    /// effect.
+    CRfidTokenFoundBroadcaster(std::shared_ptr<ITopic> topic, std::shared_ptr<IRfid> rfid);
+
+private:
+    struct SCore;
+
+    void ConnectService();
+
+    // Constant after construction
+    const std::shared_ptr<SCore> core;
+};
