@@ -26,6 +26,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 class CMeterDataProxy;
 class CRestServer;
@@ -107,5 +108,6 @@ private:
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<CWebSocketServer> webSocketServer;
     std::shared_ptr<TarnConfig> settings;
+    std::vector<std::shared_ptr<void>> broadcasters;
     std::shared_ptr<CWorker> worker;
 };

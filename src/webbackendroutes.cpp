@@ -1,9 +1,17 @@
-/// The routes of the REST API, in the order of their registration, by mode.
+/// The routes of the REST API and the topics of the event server, in the order of their registration, by
+/// mode.
 #include "src/api/authentication.h"
 #include "src/api/config.h"
 #include "src/api/restserver.h"
 #include "src/api/system.h"
+#include "src/services/meterdataproxy.h"
 #include "src/webbackend.h"
+#include "src/websocket/broadcasters/boardcontrolfwupdatestatus.h"
+#include "src/websocket/broadcasters/diagnosticsstatuschanged.h"
+#include "src/websocket/broadcasters/netmstatusupdate.h"
+#include "src/websocket/broadcasters/rfidtokenfound.h"
+#include "src/websocket/broadcasters/sessionstatus.h"
+#include "src/websocket/websocketserver.h"
 
 #include "platform/log/log.h"
 
@@ -96,6 +104,12 @@ void CWebbackend::RegisterResourcesBase()
                   "/config/ocpp-backoffice",
                   Handler(configApi, &CConfigApi::GetOcppBackofficeConfig),
                   Gated);
+
+    CWebSocketServer& events = *webSocketServer;
+    broadcasters.push_back(
+        std::make_shared<CRfidTokenFoundBroadcaster>(events.CreateTopic("/rfid/tokenfound"), rfid));
+    broadcasters.push_back(
+        std::make_shared<CNetMStatusUpdateBroadcaster>(events.CreateTopic("/network/status"), netM));
 }
 
 void CWebbackend::RegisterResourcesDashboard()
@@ -117,6 +131,14 @@ void CWebbackend::RegisterResourcesDashboard()
     rest.AddRoute(
         Method::Post, "/system/factory-reset", Handler(systemApi, &CSystemApi::FactoryReset), Gated);
     rest.AddRoute(Method::Post, "/system/recommission", Handler(systemApi, &CSystemApi::Recommission), Gated);
+
+    CWebSocketServer& events = *webSocketServer;
+    broadcasters.push_back(std::make_shared<CDiagnosticsStatusChangedBroadcaster>(
+        events.CreateTopic("/system/diagnostics/statuschanged"), diagnostics));
+    broadcasters.push_back(std::make_shared<CSessionStatusBroadcaster>(
+        events.CreateTopic("/session/status"), sessionManagerNotificationProxy, meterDataProxy, worker));
+    broadcasters.push_back(std::make_shared<CBoardControlFwUpdateStatusBroadcaster>(
+        events.CreateTopic("/system/fwupdate/status"), boardControl));
 }
 
 void CWebbackend::RegisterResourcesCommissioning()
