@@ -510,8 +510,7 @@ TEST_F(Download, DoesNotHoldUpTheDisableAndWorksAfterTheNextEnable)
     ExpectPromptDisable();
 
     station.Delete("/fault");
-    ASSERT_EQ(Control("enable"), 0);
-    station.AwaitProcessState(ReportEnabled);
+    StartRestServerAgain();
     ExpectPackage(Ask());
     ExpectCleanEnd();
 }
@@ -540,8 +539,7 @@ TEST_F(Download, IsNotMadeAnyMoreWhenItsCallHangsAtTheDisableAndWorksAfterTheNex
 
     EXPECT_FALSE(fs::exists(root.Path() / PackageFile));
     station.Delete("/fault");
-    ASSERT_EQ(Control("enable"), 0);
-    station.AwaitProcessState(ReportEnabled);
+    StartRestServerAgain();
     ExpectPackage(Ask());
     ExpectCleanEnd();
 }

@@ -2,19 +2,16 @@
 
 #include <grpcpp/create_channel.h>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <memory>
 #include <regex>
 #include <thread>
@@ -22,53 +19,18 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/busyport.h"
+#include "tests/support/repeater.h"
+#include "tests/support/websocketclient.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace
 {
 
 const std::string SoftReboot = R"({"RebootType": "SoftReboot"})";
-
-/// Does the same over and over, until the object goes; what is refused or broken off is tried again.
-class CRepeater
-{
-public:
-    explicit CRepeater(std::function<void()> action)
-        : thread(
-              [this, action = std::move(action)]
-              {
-                  while (!over)
-                  {
-                      try
-                      {
-                          action();
-                      }
-                      catch (const std::runtime_error&)
-                      {
-                          // as a stopped server does
-                      }
-                  }
-              })
-    {
-    }
-
-    ~CRepeater()
-    {
-        over = true;
-        thread.join();
-    }
-
-    CRepeater(const CRepeater&) = delete;
-    CRepeater& operator=(const CRepeater&) = delete;
-    CRepeater(CRepeater&&) = delete;
-    CRepeater& operator=(CRepeater&&) = delete;
-
-private:
-    std::atomic<bool> over{false};
-    std::thread thread;
-};
 
 /// @param thread  a directory of /proc
 bool BlocksSigint(const std::filesystem::path& thread)
@@ -144,6 +106,21 @@ protected:
         station.AwaitCall("BoardControl", "Reboot");
     }
 
+    /// Waits until the process has written so many lines with this text.
+    void AwaitErrorLines(const std::string& text, int count) const
+    {
+        const auto end = std::chrono::steady_clock::now() + TestPatience;
+        const std::regex line(text);
+        int found = 0;
+        do
+        {
+            ASSERT_LT(std::chrono::steady_clock::now(), end) << process->Errors();
+            const std::string errors = process->Errors();
+            found = static_cast<int>(std::distance(std::sregex_iterator(errors.begin(), errors.end(), line),
+                                                   std::sregex_iterator()));
+        } while (found < count);
+    }
+
     std::unique_ptr<CRawHttp> browser;
 
     /// A process that has reported "Uninitialized" to a controller that waits for Control.
@@ -161,43 +138,6 @@ protected:
         ASSERT_EQ(Control("enable"), 0);
         station.AwaitProcessState(ReportEnabled);
     }
-
-    /// Waits until the process has reported @p count states. @return all of them
-    std::vector<int> AwaitStates(std::size_t count) const
-    {
-        station.Get("/controller?after=" + std::to_string(count - 1) + "&wait=20");
-        return ReportedStates();
-    }
-};
-
-/// Somebody else on the REST port.
-class CPortTaker
-{
-public:
-    CPortTaker()
-        : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        const int on = 1;
-        setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(RestPort);
-        address.sin_addr.s_addr = htonl(INADDR_ANY);
-        bound = bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
-                listen(descriptor, 1) == 0;
-    }
-
-    ~CPortTaker() { close(descriptor); }
-    CPortTaker(const CPortTaker&) = delete;
-    CPortTaker& operator=(const CPortTaker&) = delete;
-    CPortTaker(CPortTaker&&) = delete;
-    CPortTaker& operator=(CPortTaker&&) = delete;
-
-    bool IsBound() const { return bound; }
-
-private:
-    const int descriptor;
-    bool bound = false;
 };
 
 int HealthStatus()
@@ -224,17 +164,38 @@ TEST_F(Lifecycle, ControllerBringsTheProcessFromUninitializedByDisabledToEnabled
     ExpectCleanEnd();
 }
 
-TEST_F(Lifecycle, DisableStopsTheServersAndTheSecondEnableStartsThemAgain)
+TEST_F(Lifecycle, DisableStopsTheServers)
 {
     StartUninitialized();
     Enable();
+    AwaitListener(WebSocketPort);
 
     EXPECT_EQ(Control("disable"), 0);
+
     EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
     EXPECT_FALSE(CRawHttp::CanConnect(RestPort));
-    EXPECT_EQ(Control("enable"), 0);
-    EXPECT_THAT(AwaitStates(5), ElementsAre(1, 2, 3, 2, 3));
+    EXPECT_FALSE(CRawHttp::CanConnect(WebSocketPort));
+    ExpectCleanEnd();
+}
 
+TEST_F(Lifecycle, EventServerThatHasRunFailsEveryFurtherEnable)
+{
+    StartUninitialized();
+    Enable();
+    AwaitListener(WebSocketPort);
+    EXPECT_EQ(Control("disable"), 0);
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+
+    EXPECT_EQ(Control("enable"), 0);
+
+    EXPECT_THAT(AwaitStates(6), ElementsAre(1, 2, 3, 2, 4, 2));
+    EXPECT_TRUE(process->AwaitErrorLine("Websocket server could not be started"));
+    EXPECT_THAT(process->Errors(), Not(HasSubstr("REST webserver could not be started")));
+    // the server that did start runs on, and fails the next enable in its turn
+    EXPECT_EQ(HealthStatus(), 204);
+    EXPECT_EQ(Control("enable"), 0);
+    EXPECT_THAT(AwaitStates(9), ElementsAre(1, 2, 3, 2, 4, 2, 4, 4, 2));
+    EXPECT_TRUE(process->AwaitErrorLine("REST webserver could not be started"));
     EXPECT_EQ(HealthStatus(), 204);
     ExpectCleanEnd();
 }
@@ -281,27 +242,23 @@ TEST_F(Lifecycle, AliveIsSentAtOnceAndEveryFourSecondsInEnabledOnly)
     ExpectCleanEnd();
 }
 
-TEST_F(Lifecycle, BusyPortLeadsThroughErrorBackToDisabledAndTheNextEnableWorks)
+TEST_F(Lifecycle, BusyPortLeadsThroughErrorBackToDisabled)
 {
     StartUninitialized();
     EXPECT_EQ(Control("disable"), 0);
     station.AwaitProcessState(ReportDisabled);
-    {
-        const CPortTaker taker;
-        ASSERT_TRUE(taker.IsBound());
-        EXPECT_EQ(Control("enable"), 0);
-        EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 4, 2));
-    }
+    const CBusyPort busy(RestPort);
+
+    EXPECT_EQ(Control("enable"), 0);
+
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 4, 2));
     EXPECT_TRUE(process->AwaitErrorLine("] (src/webbackend:"));
     EXPECT_TRUE(
         std::regex_search(process->Errors(),
                           std::regex(" error +\\[\\d+\\] \\(src/webbackend:\\d+\\) REST webserver could "
                                      "not be started\n")));
-
-    EXPECT_EQ(Control("enable"), 0);
-
-    EXPECT_THAT(AwaitStates(5), ElementsAre(1, 2, 4, 2, 3));
-    EXPECT_EQ(HealthStatus(), 204);
+    // the other server has started all the same
+    AwaitListener(WebSocketPort);
     ExpectCleanEnd();
 }
 
@@ -376,8 +333,7 @@ TEST_F(Lifecycle, HungServiceDoesNotHoldUpTheDisableAndIsCalledAgainAfterTheNext
 
     EXPECT_EQ(Control("disable"), 0);
     EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
-    EXPECT_EQ(Control("enable"), 0);
-    station.AwaitProcessState(ReportEnabled);
+    StartRestServerAgain();
 
     EXPECT_EQ(HttpRequest(RestPort, "POST", "/system/reboot", LoggedInWithJson, SoftReboot).status, 204);
     ExpectCleanEnd();
@@ -391,8 +347,12 @@ TEST_F(Lifecycle, ControlCallWhileTheMachineLeavesEnabledForGoodIsRefused)
     process->Signal(SIGINT);
     ASSERT_TRUE(process->AwaitErrorLine("CWebbackend::StopServers"));
 
-    EXPECT_EQ(Control("enable"), 1);
+    // the call waits for the machine, and the machine for the change
+    auto refused = std::async(std::launch::async, [this] { return Control("enable"); });
+    AwaitErrorLines("IEnableCall", 2);
     held.reset();
+
+    EXPECT_EQ(refused.get(), 1);
 
     EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
 }
@@ -437,12 +397,8 @@ TEST_F(Lifecycle, ControlCallsDuringSigintNeverHoldUpTheEnd)
         // its successor takes the same ports
         simulator.reset();
         StartUninitialized();
-        const CRepeater controller(
-            [this]
-            {
-                Control("disable");
-                Control("enable");
-            });
+        Enable();
+        const CRepeater controller([this] { Control("enable"); });
         AwaitStates(static_cast<std::size_t>(3 + round));
         process->Signal(SIGINT);
         EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
@@ -451,47 +407,47 @@ TEST_F(Lifecycle, ControlCallsDuringSigintNeverHoldUpTheEnd)
 
 TEST_F(Lifecycle, RequestsBeforeDuringAndAfterStartAndStopDoNoHarm)
 {
-    StartUninitialized();
     std::vector<std::unique_ptr<CRepeater>> browsers;
-    for (const std::size_t size : {std::size_t(0), std::size_t(100), std::size_t(1000000)})
+    for (const std::uint16_t port : {RestPort, WebSocketPort})
     {
-        browsers.push_back(std::make_unique<CRepeater>(
-            [body = "\"" + std::string(size, 'x') + "\""]
-            { HttpRequest(RestPort, "POST", "/system/reboot", LoggedInWithJson, body); }));
-    }
-    EXPECT_EQ(Control("disable"), 0);
-    for (int round = 0; round < 10; ++round)
-    {
-        station.AwaitProcessState(ReportDisabled);
-        EXPECT_EQ(Control("enable"), 0);
-        station.AwaitProcessState(ReportEnabled);
-        if (round < 9)
+        for (const std::size_t size : {std::size_t(0), std::size_t(100), std::size_t(1000000)})
         {
-            EXPECT_EQ(Control("disable"), 0);
+            browsers.push_back(std::make_unique<CRepeater>(
+                [port, body = "\"" + std::string(size, 'x') + "\""]
+                { HttpRequest(port, "POST", "/system/reboot", LoggedInWithJson, body); }));
         }
     }
-    process->Signal(SIGINT);
-    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+    for (int round = 0; round < 5; ++round)
+    {
+        simulator.reset();
+        StartUninitialized();
+        Enable();
+        EXPECT_EQ(Control("disable"), 0);
+        EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+        StartRestServerAgain();
+        process->Signal(SIGINT);
+        EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+    }
 }
 
 TEST_F(Lifecycle, SettingsThatAnotherProcessChangedAreReadAtTheNextEnable)
 {
     StartUninitialized();
-    Enable();
-    const std::string path = "/system/web-interface-mode";
-    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("dashboard"));
-    root.Write("data/config/settings.json", R"({"InstallationComplete": false})");
-    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("dashboard"));
-
     EXPECT_EQ(Control("disable"), 0);
-    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+    station.AwaitProcessState(ReportDisabled);
+    root.Write("data/config/settings.json", R"({"InstallationComplete": false})");
+
     EXPECT_EQ(Control("enable"), 0);
     station.AwaitProcessState(ReportEnabled);
 
+    const std::string path = "/system/web-interface-mode";
     EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("commissioning"));
     // the routes are those of the mode that the process was started in
     EXPECT_EQ(HttpRequest(RestPort, "POST", "/auth/logout").status, 204);
     EXPECT_EQ(HttpRequest(RestPort, "GET", "/system/info").status, 401);
+    // a change while the servers run waits for the next enable
+    root.Write("data/config/settings.json", R"({"InstallationComplete": true})");
+    EXPECT_THAT(HttpRequest(RestPort, "GET", path).body, HasSubstr("commissioning"));
     ExpectCleanEnd();
 }
 
@@ -504,7 +460,8 @@ TEST_F(Lifecycle, LogTellsTheStepsOfALifeWithTheirSources)
     const std::string log = process->Errors();
     const std::string place = "[^]* info +\\[\\d+\\] \\(src/webbackend:\\d+\\) ";
     const std::regex order(place + "Starting state machine\n" + place + "REST webserver started\n" + place +
-                           "REST webserver stopped\n" + place + "State machine stopped\n[^]*");
+                           "Websocket server started\n" + place + "REST webserver stopped\n" + place +
+                           "Websocket server stopped\n" + place + "State machine stopped\n[^]*");
     EXPECT_TRUE(std::regex_match(log, order)) << log;
 }
 

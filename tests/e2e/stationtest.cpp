@@ -74,6 +74,15 @@ int StationTest::Control(const std::string& request) const
     return answer.status == 200 ? answer.body["Code"].asInt() : -1;
 }
 
+void StationTest::StartRestServerAgain() const
+{
+    const std::size_t reported = ReportedStates().size();
+    ASSERT_EQ(Control("enable"), 0);
+    // the error and the way back
+    AwaitStates(reported + 2);
+    EXPECT_EQ(ReportedStates().back(), ReportDisabled);
+}
+
 void StationTest::ExpectCleanEnd()
 {
     process->Signal(SIGINT);
@@ -92,4 +101,10 @@ std::vector<int> StationTest::ReportedStates() const
         states.push_back(report["State"].asInt());
     }
     return states;
+}
+
+std::vector<int> StationTest::AwaitStates(std::size_t count) const
+{
+    station.Get("/controller?after=" + std::to_string(count - 1) + "&wait=20");
+    return ReportedStates();
 }

@@ -12,6 +12,7 @@
 #include "tests/support/steeringclient.h"
 
 constexpr std::uint16_t RestPort = 8080;
+constexpr std::uint16_t WebSocketPort = 8081;
 constexpr std::uint16_t SteeringPort = 8090;
 
 /// A persistent session that every station of these tests has from the start.
@@ -57,11 +58,18 @@ protected:
     /// call
     int Control(const std::string& request) const;
 
+    /// Enables a process a second time. That fails at the event server, which starts only once, and leaves
+    /// the REST server running.
+    void StartRestServerAgain() const;
+
     /// Ends the process by SIGINT and expects status 0 within a second.
     void ExpectCleanEnd();
 
     /// States that the process has reported so far.
     std::vector<int> ReportedStates() const;
+
+    /// Waits until the process has reported @p count states. @return all of them
+    std::vector<int> AwaitStates(std::size_t count) const;
 
     CStationRoot root;
     const CSteeringClient station{SteeringPort};

@@ -144,7 +144,8 @@ bool CRawHttp::CanConnect(std::uint16_t port)
     }
     catch (const std::system_error& failure)
     {
-        if (failure.code() != std::errc::connection_refused)
+        // a listener that closes resets who is in its queue
+        if (failure.code() != std::errc::connection_refused && failure.code() != std::errc::connection_reset)
         {
             throw;
         }

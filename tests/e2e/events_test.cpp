@@ -1,0 +1,399 @@
+#include <signal.h>
+
+#include <chrono>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/e2e/stationtest.h"
+#include "tests/support/busyport.h"
+#include "tests/support/repeater.h"
+#include "tests/support/websocketclient.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace
+{
+
+constexpr int UnauthorizedCode = 4401;
+
+const std::string Session = "/session/status";
+const std::string Network = "/network/status";
+const std::string Rfid = "/rfid/tokenfound";
+const std::string Diagnostics = "/system/diagnostics/statuschanged";
+const std::string Firmware = "/system/fwupdate/status";
+
+/// @param call  with a "Time" like 2024-05-01T12:00:00.250Z
+double SecondsOfTheDay(const Json::Value& call)
+{
+    const std::string time = call["Time"].asString();
+    return std::stod(time.substr(11, 2)) * 3600 + std::stod(time.substr(14, 2)) * 60 +
+           std::stod(time.substr(17));
+}
+
+class Events : public StationTest
+{
+protected:
+    /// Up to "Enabled", with everything that the process subscribes to.
+    void Start()
+    {
+        StartAll();
+        AwaitListener(WebSocketPort);
+        station.AwaitCall("SessionManager", "SubscribeConnectorState");
+        station.AwaitCall("NetM", "SubscribeNetworkStatus");
+        station.AwaitCall("Rfid", "SubscribeTokenFound");
+        station.AwaitCall("Diagnostics", "SubscribeSignalChange");
+        station.AwaitCall("BoardControl", "SubscribeFirmwareUpdateStatus");
+    }
+
+    void Commission() { root.SetDefault("settings", "InstallationComplete", false); }
+
+    static std::unique_ptr<CWebSocketClient> Connect()
+    {
+        return std::make_unique<CWebSocketClient>(WebSocketPort, LoggedIn);
+    }
+
+    /// Everything that the client gets up to the answer to a request that is sent now.
+    static std::vector<Json::Value> Received(CWebSocketClient& client)
+    {
+        client.Request("none", "/nowhere");
+        std::vector<Json::Value> received;
+        for (Json::Value next = client.ReceiveJson(); next["topic"] != "/nowhere";
+             next = client.ReceiveJson())
+        {
+            received.push_back(next);
+        }
+        return received;
+    }
+
+    static std::string Answer(CWebSocketClient& client, const std::string& topic)
+    {
+        client.Request("subscribe", topic);
+        return client.ReceiveJson()["data"]["message"].asString();
+    }
+
+    void SetConnector(int state) const
+    {
+        ASSERT_EQ(station.Post("/connector", R"({"State": )" + std::to_string(state) + "}").status, 200);
+    }
+};
+
+} // namespace
+
+TEST_F(Events, OfTheDashboardHaveFiveTopics)
+{
+    Start();
+    const auto client = Connect();
+    for (const std::string& topic : {Rfid, Firmware, Diagnostics})
+    {
+        EXPECT_EQ(Answer(*client, topic), "Subscribed to topic");
+    }
+    EXPECT_EQ(Answer(*client, Session), "Subscribed to topic");
+    EXPECT_EQ(client->ReceiveJson()["topic"], Session);
+    EXPECT_EQ(Answer(*client, Network), "Subscribed to topic");
+}
+
+TEST_F(Events, OfCommissioningHaveTwoTopicsAndNeedNoSession)
+{
+    Commission();
+    Start();
+    CWebSocketClient client(WebSocketPort);
+    EXPECT_EQ(Answer(client, Rfid), "Subscribed to topic");
+    for (const std::string& topic : {Diagnostics, Session, Firmware})
+    {
+        EXPECT_EQ(Answer(client, topic), "Invalid topic");
+    }
+    EXPECT_EQ(Answer(client, Network), "Subscribed to topic");
+}
+
+TEST_F(Events, AreRefusedWithoutASession)
+{
+    Start();
+    CWebSocketClient client(WebSocketPort);
+    EXPECT_EQ(client.AwaitClose(), UnauthorizedCode);
+    CWebSocketClient other(WebSocketPort, {{"Cookie", "sessionid=0"}});
+    EXPECT_EQ(other.AwaitClose(), UnauthorizedCode);
+}
+
+TEST_F(Events, EndWithTheSession)
+{
+    Start();
+    const auto client = Connect();
+    client->Subscribe(Rfid);
+    ASSERT_EQ(HttpRequest(RestPort, "POST", "/auth/logout", LoggedIn).status, 204);
+    const std::uint64_t before = station.LastCall();
+    station.Post("/rfid", R"({"Token": "04A1"})");
+    // the last listener is gone, and the report with it
+    EXPECT_EQ(station.AwaitCall("Rfid", "SetTokenReport", before)["Request"]["Value"], false);
+    EXPECT_THAT(Received(*client), testing::IsEmpty());
+}
+
+TEST_F(Events, OfAWholeChargeComeInOrderWithTheMetersReadings)
+{
+    Start();
+    const auto browser = Connect();
+    browser->Subscribe(Session);
+    const Json::Value first = browser->ReceiveJson()["data"];
+    EXPECT_TRUE(first["state"].isString());
+    EXPECT_TRUE(first["meterData"]["totalEnergy"].isInt64());
+    EXPECT_FALSE(first["meterData"].isMember("sessionEnergy"));
+
+    const std::uint64_t before = station.LastCall();
+    for (const auto& step :
+         {std::make_pair(4, "preparingPluggedIn"), std::make_pair(5, "preparingAuthorized")})
+    {
+        SetConnector(step.first);
+        EXPECT_EQ(browser->ReceiveJson()["data"]["state"], step.second);
+    }
+    station.Post("/meter", R"({"Power": [3680, 2300, 1150], "TotalEnergy": 1000})");
+    SetConnector(11);
+    EXPECT_EQ(browser->ReceiveJson()["data"]["state"], "charging");
+    Json::Value reading;
+    // one at once and one after two seconds, perhaps both from the reading before
+    for (int count = 0; count < 3; ++count)
+    {
+        const Json::Value event = browser->ReceiveJson()["data"];
+        EXPECT_EQ(event["state"], "charging");
+        reading = event["meterData"];
+    }
+    EXPECT_EQ(reading["instantaneousPower"][0], 3680);
+    EXPECT_EQ(reading["instantaneousPower"][1], 2300);
+    EXPECT_EQ(reading["instantaneousPower"][2], 1150);
+    EXPECT_GE(reading["totalEnergy"].asInt64(), 1000);
+    EXPECT_EQ(reading["sessionEnergy"].asInt64(), reading["totalEnergy"].asInt64() - 1000);
+
+    SetConnector(9);
+    Json::Value last;
+    do
+    {
+        last = browser->ReceiveJson()["data"];
+    } while (last["state"] == "charging");
+    EXPECT_EQ(last["state"], "finishing");
+    EXPECT_GE(last["meterData"]["totalEnergy"].asInt64(), reading["totalEnergy"].asInt64());
+    SetConnector(1);
+    EXPECT_EQ(browser->ReceiveJson()["data"]["state"], "available");
+
+    const Json::Value reads = station.Calls("MeterService", "GetMeterData", before);
+    for (Json::ArrayIndex number = 1; number < reads.size(); ++number)
+    {
+        // the two clocks may differ by the time that a call is on its way
+        EXPECT_GT(SecondsOfTheDay(reads[number]) - SecondsOfTheDay(reads[number - 1]), 1.5);
+    }
+}
+
+TEST_F(Events, OfASessionHaveNoReadingsOnAStationWithoutAMeter)
+{
+    root.SetDefault("hwinfo", "HwHasMeter", false);
+    Start();
+    SetConnector(2);
+    const auto client = Connect();
+    client->Subscribe(Session);
+    Json::Value state;
+    do
+    {
+        const Json::Value event = client->ReceiveJson()["data"];
+        EXPECT_THAT(event.getMemberNames(), ElementsAre("state"));
+        state = event["state"];
+        if (state != "unavailable")
+        {
+            // the state is on its way
+            client->Request("unsubscribe", Session);
+            client->Request("subscribe", Session);
+            for (Json::Value next = client->ReceiveJson(); next["data"]["action"] != "subscribe";)
+            {
+                next = client->ReceiveJson();
+            }
+        }
+    } while (state != "unavailable");
+}
+
+TEST_F(Events, OfASessionFollowSlowlyAskedMeterOrNone)
+{
+    Start();
+    station.Post("/service", R"({"Service": "MeterService", "State": "down"})");
+    const auto client = Connect();
+    client->Subscribe(Session);
+    // the meter can't be read: subscribed, but without a first event
+    EXPECT_THAT(Received(*client), testing::IsEmpty());
+    SetConnector(4);
+    EXPECT_EQ(client->ReceiveJson()["data"]["state"], "preparingPluggedIn");
+}
+
+TEST_F(Events, OfTheNetworkComeLiveAndToNewSubscribersPerInterface)
+{
+    Start();
+    const auto client = Connect();
+    client->Subscribe(Network);
+    Received(*client);
+    station.Post("/network",
+                 R"({"Interface": 4, "Status": 4, "SignalStrength": -88, "LteInfo": {"Carrier": "C",
+                     "Technology": "LTE", "Iccid": "1", "Imsi": "2", "Imei": "3"}})");
+    Json::Value event;
+    do
+    {
+        event = client->ReceiveJson()["data"];
+    } while (event["signalStrength"] != -88);
+    EXPECT_EQ(event["lteInfo"]["carrier"], "C");
+    EXPECT_EQ(event["lteInfo"]["imei"], "3");
+
+    const auto late = Connect();
+    late->Subscribe(Network);
+    std::set<std::string> interfaces;
+    for (const Json::Value& known : Received(*late))
+    {
+        EXPECT_EQ(known["type"], "event");
+        EXPECT_TRUE(interfaces.insert(known["data"]["interface"].asString()).second);
+        if (known["data"]["interface"] == event["interface"])
+        {
+            EXPECT_EQ(known["data"], event);
+        }
+    }
+    EXPECT_EQ(interfaces.count(event["interface"].asString()), 1U);
+}
+
+TEST_F(Events, OfTheReaderComeWhileSomebodyListens)
+{
+    Start();
+    EXPECT_EQ(station.Post("/rfid", R"({"Token": "04A1"})").body["Reported"], false);
+    const auto one = Connect();
+    one->Subscribe(Rfid);
+    EXPECT_EQ(station.AwaitCall("Rfid", "SetTokenReport")["Request"]["Value"], true);
+    const auto other = Connect();
+    other->Subscribe(Rfid);
+    EXPECT_THAT(Received(*other), testing::IsEmpty());
+    EXPECT_EQ(station.Post("/rfid", R"({"Token": "04A1B2"})").body["Reported"], true);
+    for (const auto& client : {one.get(), other.get()})
+    {
+        Json::Value token;
+        token["tokenId"] = "04A1B2";
+        EXPECT_EQ(client->ReceiveJson(), WebSocketEvent(Rfid, token));
+    }
+    std::uint64_t before = station.LastCall();
+    one->Request("unsubscribe", Rfid);
+    EXPECT_EQ(one->ReceiveJson()["data"]["message"], "Unsubscribed from topic");
+    EXPECT_TRUE(station.Calls("Rfid", "SetTokenReport", before).empty());
+    other->Close();
+    EXPECT_EQ(station.AwaitCall("Rfid", "SetTokenReport", before)["Request"]["Value"], false);
+}
+
+TEST_F(Events, OfTheDiagnosticsTellErrorsAndWarningsLiveAndToNewSubscribers)
+{
+    Start();
+    const auto client = Connect();
+    client->Subscribe(Diagnostics);
+    Received(*client);
+    station.Post("/signal", R"({"Identifier": 1001, "Value": true})");
+    station.Post("/signal", R"({"Identifier": 10000, "Value": true, "Type": 1})");
+    station.Post("/signal", R"({"Identifier": 1002, "Value": [true, true], "Type": 0})");
+    station.Post("/signal", R"({"Identifier": 1001, "Value": false})");
+    const auto event = [](int signal, bool value, const char* type)
+    {
+        Json::Value data;
+        data["signal"] = signal;
+        data["value"] = value;
+        data["type"] = type;
+        return WebSocketEvent(Diagnostics, data);
+    };
+    EXPECT_EQ(client->ReceiveJson(), event(1001, true, "error"));
+    EXPECT_EQ(client->ReceiveJson(), event(10000, true, "warning"));
+    EXPECT_EQ(client->ReceiveJson(), event(1001, false, "error"));
+
+    const auto late = Connect();
+    late->Subscribe(Diagnostics);
+    EXPECT_THAT(Received(*late), ElementsAre(event(10000, true, "warning")));
+}
+
+TEST_F(Events, OfTheFirmwareTellTheLastStatus)
+{
+    Start();
+    const auto client = Connect();
+    client->Subscribe(Firmware);
+    EXPECT_THAT(Received(*client), testing::IsEmpty());
+    station.Post("/firmware", R"({"Status": 2})");
+    const Json::Value failed = client->ReceiveJson();
+    EXPECT_THAT(failed["data"].getMemberNames(), ElementsAre("status"));
+    station.Post("/firmware", R"({"Status": 0})");
+    const Json::Value done = client->ReceiveJson();
+    EXPECT_THAT(done["data"].getMemberNames(), ElementsAre("fwIdentNew", "fwIdentOld", "status"));
+
+    const auto late = Connect();
+    late->Subscribe(Firmware);
+    EXPECT_THAT(Received(*late), ElementsAre(done));
+}
+
+TEST_F(Events, GoOnForThoseWhoStayWhileTheProcessIsDisabled)
+{
+    StartStationWithManualController();
+    StartProcess();
+    station.AwaitProcessState(ReportUninitialized);
+    ASSERT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    ASSERT_EQ(Control("enable"), 0);
+    AwaitListener(WebSocketPort);
+    station.AwaitCall("BoardControl", "SubscribeFirmwareUpdateStatus");
+    const auto client = Connect();
+    client->Subscribe(Firmware);
+    ASSERT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    EXPECT_FALSE(CRawHttp::CanConnect(WebSocketPort));
+    station.Post("/firmware", R"({"Status": 2})");
+    EXPECT_EQ(client->ReceiveJson()["topic"], Firmware);
+}
+
+TEST_F(Events, HoldTheEndUpUntilTheLastListenerLeaves)
+{
+    StartStation();
+    StartProcess({"-vv"});
+    station.AwaitProcessState(ReportEnabled);
+    AwaitListener(WebSocketPort);
+    auto client = Connect();
+    client->Subscribe(Rfid);
+    process->Signal(SIGINT);
+    ASSERT_TRUE(process->AwaitErrorLine("CWebSocketServer::~CWebSocketServer"));
+    EXPECT_EQ(kill(process->Id(), 0), 0);
+    client.reset();
+    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
+}
+
+TEST_F(Events, OnTheirWayDuringTheEndDoNoHarm)
+{
+    Start();
+    auto client = Connect();
+    for (const std::string& topic : {Rfid, Diagnostics, Firmware, Network, Session})
+    {
+        client->Request("subscribe", topic);
+    }
+    const CRepeater notifier(
+        [this]
+        {
+            station.Post("/rfid", R"({"Token": "04A1"})");
+            station.Post("/signal", R"({"Identifier": 1001, "Value": true, "Type": 0})");
+            station.Post("/firmware", R"({"Status": 2})");
+            station.Post("/network", R"({"Interface": 1})");
+            station.Post("/connector", R"({"State": 11})");
+        });
+    client->Receive();
+    process->Signal(SIGINT);
+    while (CRawHttp::CanConnect(WebSocketPort))
+    {
+        client->Request("unsubscribe", Rfid);
+        client->Request("subscribe", Rfid);
+    }
+    client.reset();
+    const SProcessEnd end = process->AwaitEnd();
+    EXPECT_EQ(end.status, 0) << process->Errors();
+    EXPECT_EQ(end.signal, 0) << process->Errors();
+}
+
+TEST_F(Events, OfABusyPortEndTheProcess)
+{
+    const CBusyPort busy(WebSocketPort);
+    StartStation();
+    StartProcess();
+    EXPECT_EQ(process->AwaitEnd().signal, SIGABRT);
+    EXPECT_THAT(process->Errors(), HasSubstr("websocketpp::exception"));
+}
