@@ -48,7 +48,7 @@ void CCharging::SetConnector(const CConnector::SUpdate& update)
         {
             meter.EndSession();
         }
-        else if (connector.IsCharging() && !meter.HasSession())
+        else if (!meter.HasSession())
         {
             meter.BeginSession(connector.Info().session().session_id(), now());
         }

@@ -18,8 +18,8 @@ namespace Simulator
 /// The charging side of the station: connector, meter and current limits, and how they hang together.
 ///
 /// Power flows in the two states of charging: what the vehicle demands on each phase, bounded by the least
-/// limit. The meter holds a session from the start of a charge until the connector's session ends. Threads:
-/// any. The output runs on the caller's thread and outside the lock.
+/// limit. The meter holds a session while the connector has one. Threads: any. The output runs on the
+/// caller's thread and outside the lock.
 class CCharging
 {
 public:

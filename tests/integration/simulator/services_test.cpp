@@ -1,5 +1,7 @@
 #include "platform/json/jsonutil.h"
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -209,6 +211,74 @@ TEST_F(SimulatedServices, TokenIsReportedWhileTheReportIsOn)
     const auto found = tokens.received.Await(1);
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].value(), "04AABB");
+}
+
+TEST_F(SimulatedServices, TapsAreLostAgainWhenTheReportIsOff)
+{
+    const auto rfid = station.Connect<ipc::Rfid>("Rfid");
+    CStreamCollector<ipc::MText> tokens([&](auto* call)
+                                        { return rfid->SubscribeTokenFound(call, ipc::MVoid()); });
+    const auto setReport = [&](bool isOn)
+    {
+        SPatientContext call;
+        ipc::MBool request;
+        request.set_value(isOn);
+        ASSERT_TRUE(rfid->SetTokenReport(&call, request, &result).ok());
+    };
+    setReport(true);
+    station.steering.Post("/rfid", R"({"Token": "first"})");
+    setReport(false);
+    EXPECT_EQ(station.steering.Post("/rfid", R"({"Token": "lost"})").body["Reported"], false);
+    setReport(true);
+    station.steering.Post("/rfid", R"({"Token": "second"})");
+    const auto found = tokens.received.Await(2);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].value(), "first");
+    EXPECT_EQ(found[1].value(), "second");
+}
+
+TEST_F(SimulatedServices, MeterFollowsAChargeThroughItsStates)
+{
+    const auto service = station.Connect<ipc::MeterService>("MeterService");
+    const auto read = [&]
+    {
+        SPatientContext call;
+        ipc::MMeterData data;
+        EXPECT_TRUE(service->GetMeterData(&call, ipc::MVoid(), &data).ok());
+        return data;
+    };
+    // as much as the meter has phases for: a watt-hour in about 30 ms
+    station.steering.Post("/meter",
+                          R"({"Power": [7360, 7360, 7360, 7360, 7360, 7360, 7360, 7360,
+                                        7360, 7360, 7360, 7360, 7360, 7360, 7360, 7360],
+                              "TotalEnergy": 5000000000})");
+    EXPECT_EQ(read().session_marker(), "");
+
+    station.steering.Post("/connector", R"({"State": 4, "SessionId": "S-1"})");
+    const ipc::MMeterData pluggedIn = read();
+    EXPECT_EQ(pluggedIn.session_marker(), "S-1");
+    EXPECT_EQ(pluggedIn.energy_at_session_start(), 5000000000);
+    EXPECT_EQ(pluggedIn.total_energy(), 5000000000);
+    EXPECT_EQ(pluggedIn.power(0), 0);
+
+    station.steering.Post("/connector", R"({"State": 11})");
+    EXPECT_EQ(read().power(0), 7360);
+    const auto deadline = std::chrono::steady_clock::now() + TestPatience;
+    while (read().total_energy() == 5000000000 && std::chrono::steady_clock::now() < deadline)
+    {
+    }
+
+    station.steering.Post("/connector", R"({"State": 9})");
+    const ipc::MMeterData finishing = read();
+    EXPECT_EQ(finishing.session_marker(), "S-1");
+    EXPECT_EQ(finishing.energy_at_session_start(), 5000000000);
+    EXPECT_GT(finishing.total_energy(), 5000000000);
+    EXPECT_EQ(finishing.power(0), 0);
+    EXPECT_EQ(read().total_energy(), finishing.total_energy());
+
+    station.steering.Post("/connector", R"({"State": 1})");
+    EXPECT_EQ(read().session_marker(), "");
+    EXPECT_EQ(read().energy_at_session_start(), 0);
 }
 
 TEST_F(SimulatedServices, LimitsBoundThePower)

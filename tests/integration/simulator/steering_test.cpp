@@ -154,6 +154,63 @@ TEST_F(SteeringRequests, NetworkChangesTheGivenPartsOfAStatus)
     EXPECT_EQ(JsonUtil::WriteUnstyled(bare[3]), R"({"Interface":4,"Status":2})");
 }
 
+TEST_F(SteeringRequests, NetworkNotifiesEachChange)
+{
+    const auto netM = station.Connect<ipc::NetM>("NetM");
+    CStreamCollector<ipc::MNetStatus> statuses([&](auto* call)
+                                               { return netM->SubscribeNetworkStatus(call, ipc::MVoid()); });
+    Post("/network", R"({"Interface": "EIfNamePlc", "Status": "ENetStatusError", "SignalStrength": -88})");
+    Post("/network", R"({"Interface": "EIfNamePlc", "SignalStrength": null})");
+    Post("/network", R"({"Interface": 6})");
+    const auto reports = statuses.received.Await(3);
+    ASSERT_EQ(reports.size(), 3U);
+    EXPECT_EQ(reports[0].interface(), ipc::EIfNamePlc);
+    EXPECT_EQ(reports[0].status(), ipc::ENetStatusError);
+    EXPECT_EQ(reports[0].signal_strength(), -88);
+    EXPECT_EQ(reports[1].status(), ipc::ENetStatusError);
+    EXPECT_FALSE(reports[1].has_signal_strength());
+    EXPECT_FALSE(reports[1].has_lte_info());
+    EXPECT_EQ(static_cast<int>(reports[2].interface()), 6);
+}
+
+TEST_F(SteeringRequests, SignalAnnouncesEachChange)
+{
+    const auto diagnostics = station.Connect<ipc::Diagnostics>("Diagnostics");
+    CStreamCollector<ipc::MSignalChange> changes(
+        [&](auto* call) { return diagnostics->SubscribeSignalChange(call, ipc::MVoid()); });
+    Post("/signal", R"({"Identifier": 1001, "Value": true})");
+    Post("/signal", R"({"Identifier": 1001, "Value": false})");
+    Post("/signal", R"({"Identifier": 1001, "Value": [true, true]})");
+    Post("/signal", R"({"Identifier": 10000, "Value": true, "Type": 3})");
+    const auto announced = changes.received.Await(4);
+    ASSERT_EQ(announced.size(), 4U);
+    EXPECT_EQ(announced[0].type().type(), 0);
+    EXPECT_EQ(announced[0].signal().identifier(), 1001);
+    EXPECT_TRUE(announced[0].signal().data(0).bool_value());
+    EXPECT_EQ(announced[1].type().type(), 1);
+    EXPECT_TRUE(announced[1].signal().data(0).has_bool_value());
+    EXPECT_FALSE(announced[1].signal().data(0).bool_value());
+    EXPECT_EQ(announced[2].type().type(), 2);
+    EXPECT_EQ(announced[2].signal().data_size(), 2);
+    EXPECT_EQ(announced[3].type().type(), 3);
+}
+
+TEST_F(SteeringRequests, FirmwareStatusIsNotifiedWithoutAnUpdate)
+{
+    const auto board = station.Connect<ipc::BoardControl>("BoardControl");
+    CStreamCollector<ipc::MFwUpdateStatus> updates(
+        [&](auto* call) { return board->SubscribeFirmwareUpdateStatus(call, ipc::MVoid()); });
+    Post("/firmware", R"({"NewIdentifier": "9.9"})");
+    Post("/firmware", R"({"Status": "EFwUpdateStatusNoSpace"})");
+    Post("/firmware", R"({"Status": 0})");
+    const auto reports = updates.received.Await(2);
+    ASSERT_EQ(reports.size(), 2U);
+    EXPECT_EQ(reports[0].status(), ipc::EFwUpdateStatusNoSpace);
+    EXPECT_EQ(reports[1].status(), ipc::EFwUpdateStatusSuccess);
+    EXPECT_EQ(reports[1].old_firmware_identifier(), "1.0.0-simulated");
+    EXPECT_EQ(reports[1].new_firmware_identifier(), "9.9");
+}
+
 TEST_F(SteeringRequests, SignalTakesEveryKindOfValue)
 {
     const auto set = [this](const char* body) { return JsonUtil::WriteUnstyled(Post("/signal", body)); };

@@ -100,21 +100,37 @@ TEST_F(SimulatedCharging, EnergyFollowsPowerAndTime)
     EXPECT_EQ(charging.MeterData().total_energy(), 6000);
 }
 
-TEST_F(SimulatedCharging, MeterHoldsTheSessionFromChargeToItsEnd)
+TEST_F(SimulatedCharging, MeterHoldsASessionWhileTheConnectorHasOne)
 {
     charging.SetTotalEnergy(50000);
     charging.SetDemand({1000});
-    Set(4);
     EXPECT_EQ(charging.MeterData().session_marker(), "");
+    Set(4);
+    const std::string session = charging.ConnectorInfo().session().session_id();
+    EXPECT_EQ(charging.MeterData().session_marker(), session);
+    Set(5);
     Set(11);
     now += 1h;
     Set(9);
     const ipc::MMeterData finishing = charging.MeterData();
-    EXPECT_EQ(finishing.session_marker(), charging.ConnectorInfo().session().session_id());
+    EXPECT_EQ(finishing.session_marker(), session);
     EXPECT_EQ(finishing.energy_at_session_start(), 50000);
     EXPECT_EQ(finishing.total_energy(), 51000);
     Set(1);
     EXPECT_EQ(charging.MeterData().session_marker(), "");
+    EXPECT_EQ(charging.MeterData().energy_at_session_start(), 0);
+}
+
+TEST_F(SimulatedCharging, NextSessionStartsAtTheRegisterOfItsBegin)
+{
+    charging.SetDemand({1000});
+    Set(11);
+    now += 1h;
+    Set(9);
+    Set(1);
+    Set(4);
+    EXPECT_EQ(charging.MeterData().energy_at_session_start(), 1000);
+    EXPECT_EQ(charging.MeterData().session_marker(), charging.ConnectorInfo().session().session_id());
 }
 
 TEST_F(SimulatedCharging, ResumedChargeKeepsTheStartOfItsSession)

@@ -1,8 +1,10 @@
 #include "src/services/sessionmanagernotificationproxy.h"
 
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
+#include <memory_resource>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -27,6 +29,28 @@ ipc::MConnectorState State(int number)
     message.set_state(static_cast<ipc::EConnectorState>(number));
     return message;
 }
+
+/// Memory that knows whether it is in use.
+class CCountedMemory : public std::pmr::memory_resource
+{
+public:
+    int blocks = 0;
+
+private:
+    void* do_allocate(std::size_t bytes, std::size_t alignment) override
+    {
+        ++blocks;
+        return std::pmr::new_delete_resource()->allocate(bytes, alignment);
+    }
+
+    void do_deallocate(void* block, std::size_t bytes, std::size_t alignment) override
+    {
+        --blocks;
+        std::pmr::new_delete_resource()->deallocate(block, bytes, alignment);
+    }
+
+    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+};
 
 class SessionManagerNotificationProxy : public testing::Test
 {
@@ -85,6 +109,18 @@ TEST_F(SessionManagerNotificationProxy, HoldsListenersWeakly)
     EXPECT_TRUE(weak.expired());
     Notify(11);
     EXPECT_THAT(heard, IsEmpty());
+}
+
+TEST_F(SessionManagerNotificationProxy, ForgetsADroppedListenerAtTheNextNotification)
+{
+    CCountedMemory memory;
+    auto dropped = std::allocate_shared<Listener>(std::pmr::polymorphic_allocator<Listener>(&memory));
+    proxy->AddListener(dropped);
+    dropped.reset();
+    // the weak reference in the list holds it
+    ASSERT_EQ(memory.blocks, 1);
+    Notify(1);
+    EXPECT_EQ(memory.blocks, 0);
 }
 
 TEST_F(SessionManagerNotificationProxy, KeepsTheOrderOfTheRestWhenListenersGo)

@@ -187,6 +187,9 @@ TEST_F(BoardControlFwUpdateStatus, EndsUndisturbedWhatIsUnderWayWhenItGoes)
         });
     hasBegun.get_future().wait();
     broadcaster.reset();
+    // all that it needs to its end
+    EXPECT_GT(topic.use_count(), 1);
     letGo.set_value();
     subscribing.join();
+    EXPECT_EQ(topic.use_count(), 1);
 }

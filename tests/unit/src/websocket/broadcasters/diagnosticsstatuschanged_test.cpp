@@ -300,7 +300,10 @@ TEST_F(DiagnosticsStatusChanged, EndsUndisturbedWhatIsUnderWayWhenItGoes)
     std::thread subscribing([&] { replies = topic->Subscribe(); });
     hasBegun.get_future().wait();
     broadcaster.reset();
+    // all that it needs to its end
+    EXPECT_GT(topic.use_count(), 1);
     letGo.set_value();
     subscribing.join();
+    EXPECT_EQ(topic.use_count(), 1);
     EXPECT_THAT(replies, ElementsAre(R"({"signal":1001,"type":"error","value":true})"));
 }

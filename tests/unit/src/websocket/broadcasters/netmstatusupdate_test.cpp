@@ -268,6 +268,9 @@ TEST_F(NetMStatusUpdate, EndsUndisturbedWhatIsUnderWayWhenItGoes)
         });
     hasBegun.get_future().wait();
     broadcaster.reset();
+    // all that it needs to its end
+    EXPECT_GT(topic.use_count(), 1);
     letGo.set_value();
     subscribing.join();
+    EXPECT_EQ(topic.use_count(), 1);
 }

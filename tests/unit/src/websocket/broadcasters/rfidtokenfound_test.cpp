@@ -172,6 +172,9 @@ TEST_F(RfidTokenFound, EndsUndisturbedWhatIsUnderWayWhenItGoes)
     std::thread closing([this] { topic->OnUnsubscribe(); });
     hasBegun.get_future().wait();
     broadcaster.reset();
+    // all that it needs to its end
+    EXPECT_GT(topic.use_count(), 1);
     letGo.set_value();
     closing.join();
+    EXPECT_EQ(topic.use_count(), 1);
 }

@@ -130,9 +130,13 @@ TEST_F(SessionStatus, EndsUndisturbedABroadcastUnderWayWhenItGoes)
     std::thread notification([this] { Set(11); });
     broadcast.AwaitArrival();
     broadcaster.reset();
+    // all that it needs to its end, but the worker, which must not end on its own thread
+    EXPECT_GT(topic.use_count(), 1);
+    EXPECT_EQ(worker.use_count(), 1);
     broadcast.Open();
     // which starts the periodic events behind the back of the one that has gone
     notification.join();
+    EXPECT_EQ(worker.use_count(), 1);
 
     clock->WaitUntilIdle();
     topic->TakeBroadcasts();
@@ -154,11 +158,13 @@ TEST_F(SessionStatus, EndsUndisturbedASubscriptionUnderWayWhenItGoes)
     std::thread subscribing([&] { replies = topic->Subscribe(); });
     reading.AwaitArrival();
     broadcaster.reset();
+    EXPECT_GT(topic.use_count(), 1);
     // nor does it keep the listener registered
     Set(11);
     EXPECT_THAT(topic->TakeBroadcasts(), IsEmpty());
     reading.Open();
     subscribing.join();
+    EXPECT_EQ(topic.use_count(), 1);
     EXPECT_THAT(replies, ElementsAre(Event("unknown", 1)));
 }
 
