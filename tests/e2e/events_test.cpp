@@ -142,6 +142,7 @@ TEST_F(Events, OfAWholeChargeComeInOrderWithTheMetersReadings)
     EXPECT_TRUE(first["meterData"]["totalEnergy"].isInt64());
     EXPECT_FALSE(first["meterData"].isMember("sessionEnergy"));
 
+    station.Post("/meter", R"({"Power": [3680, 2300, 1150], "TotalEnergy": 1000})");
     const std::uint64_t before = station.LastCall();
     for (const auto& step :
          {std::make_pair(4, "preparingPluggedIn"), std::make_pair(5, "preparingAuthorized")})
@@ -149,7 +150,6 @@ TEST_F(Events, OfAWholeChargeComeInOrderWithTheMetersReadings)
         SetConnector(step.first);
         EXPECT_EQ(browser->ReceiveJson()["data"]["state"], step.second);
     }
-    station.Post("/meter", R"({"Power": [3680, 2300, 1150], "TotalEnergy": 1000})");
     SetConnector(11);
     EXPECT_EQ(browser->ReceiveJson()["data"]["state"], "charging");
     Json::Value reading;
