@@ -8,12 +8,13 @@
 #include <mutex>
 #include <string>
 
-/// Stands before the meter service, which it reads no more than once in a given time, however many ask.
+/// Stands before the meter service, which it reads successfully no more than once in a given time, however many
+/// ask.
 ///
 /// The other operations of the interface are answered here, as the service's client answers them: a result of
 /// status 1, an empty string.
 ///
-/// Threads: any. Who asks while another reads waits for that reading.
+/// Threads: any. Who asks while another reads waits for that reading, and reads anew if it fails.
 class CMeterDataProxy : public IMeter
 {
 public:

@@ -20,7 +20,8 @@ public:
     ITopic& operator=(ITopic&&) = delete;
     virtual ~ITopic() = default;
 
-    /// Sends @p message to all who listen. A failure to send reaches nobody.
+    /// Sends @p message to all who listen. A failure to send reaches nobody; what the check of a listener's
+    /// session throws, such as the failure to write its end to the disk, reaches the caller.
     virtual void Broadcast(const Json::Value& message) = 0;
 
     virtual std::size_t NumberOfSubscribers() const = 0;

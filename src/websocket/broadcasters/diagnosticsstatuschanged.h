@@ -6,7 +6,8 @@
 
 #include <memory>
 
-/// Sends the errors and warnings that come up or go, and those that are active to a new subscriber:
+/// Sends the signals that come up or go, whatever their number, and to a new subscriber the errors and
+/// warnings, 1000 to 19999, that are active:
 /// {"signal": integer, "value": bool, "type": "error" or "warning"}
 /// Signals whose value is not a single bool are left out.
 ///

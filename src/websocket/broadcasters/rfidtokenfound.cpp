@@ -23,6 +23,11 @@ struct CRfidTokenFoundBroadcaster::SCore
         if (topic->NumberOfSubscribers() == 0)
         {
             rfid->SetTokenReport(false);
+            // whoever came meanwhile had switched it on in vain
+            if (topic->NumberOfSubscribers() > 0)
+            {
+                rfid->SetTokenReport(true);
+            }
         }
     }
 

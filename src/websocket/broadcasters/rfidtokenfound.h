@@ -8,7 +8,8 @@
 
 /// Sends the RFID tokens that are held before the reader: {"tokenId": string}.
 ///
-/// The reader reports tokens from the first subscription on, until nobody listens any more.
+/// Each subscription switches the reader's report on; a listener that leaves switches it off if it was the
+/// last. A failure to do so is not repeated, and with the broadcaster the report stays as it is.
 ///
 /// Threads: those that deliver the reader's notifications and run the topic's handlers. What is under way
 /// while the broadcaster is destroyed ends undisturbed.

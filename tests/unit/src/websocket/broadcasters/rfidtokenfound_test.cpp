@@ -114,6 +114,20 @@ TEST_F(RfidTokenFound, FollowsTwoSubscribersThatComeAndGo)
     }
 }
 
+TEST_F(RfidTokenFound, SwitchesTheReportOnAgainForASubscriberThatCameMeanwhile)
+{
+    const InSequence sequence;
+    EXPECT_CALL(*rfid, SetTokenReport(false))
+        .WillOnce(
+            [this](bool)
+            {
+                topic->subscribers = 1;
+                return ipc::MResult();
+            });
+    EXPECT_CALL(*rfid, SetTokenReport(true));
+    topic->OnUnsubscribe();
+}
+
 TEST_F(RfidTokenFound, DropsARefusal)
 {
     EXPECT_CALL(*rfid, SetTokenReport).WillRepeatedly(Return(Refusal()));
