@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <functional>
 
-/// A named channel of live events, as those see it who fill it.
+/// A named channel of live events: the side that fills it with events.
 /// Threads: Broadcast and NumberOfSubscribers any; the two members are assigned before the server starts.
 class ITopic
 {
@@ -26,11 +26,13 @@ public:
 
     virtual std::size_t NumberOfSubscribers() const = 0;
 
-    /// Runs when a connection subscribes, to send it what it must know at once. Handlers may outlive whoever
-    /// assigned them, and so capture nothing that may go before the topic.
+    /// Runs when a connection subscribes, on the server's thread, to send it what it must know at once.
+    /// Handlers may outlive whoever assigned them, and so capture nothing that may go before the topic. A
+    /// std::exception is logged only.
     std::function<void(Reply reply)> OnSubscribe;
 
     /// Runs when a connection leaves, when one that listened is found without a session, and when any
-    /// connection of the server closes, whether it listened or not.
+    /// connection of the server closes, whether it listened or not: on the server's thread, or on the one
+    /// that broadcasts. A std::exception is logged only.
     std::function<void()> OnUnsubscribe;
 };

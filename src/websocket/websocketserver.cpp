@@ -3,6 +3,7 @@
 #include "src/api/httpexception.h"
 #include "src/session/authorization.h"
 #include "src/websocket/cookie.h"
+#include "src/websocket/ieventsender.h"
 #include "src/websocket/message.h"
 #include "src/websocket/websockettopic.h"
 
@@ -64,15 +65,15 @@ bool Parse(const std::string& text, Json::Value& root)
 ///
 /// The library's objects are not for several threads, whatever their names promise: they are used on the
 /// server's thread only. The others leave there what they want done.
-class CWebSocketServer::CImplementation
+class CWebSocketServer::CImplementation : public IEventSender,
+                                          public std::enable_shared_from_this<CImplementation>
 {
 public:
     CImplementation(unsigned short port, std::shared_ptr<IAuthorization> authorization);
 
-    std::shared_ptr<ITopic> CreateTopic(const std::string& name,
-                                        const std::weak_ptr<CWebSocketServer>& server);
-    bool IsConnectionAuthorized(const Connection& connection);
-    void Respond(const Connection& connection, CMessage& message);
+    std::shared_ptr<ITopic> CreateTopic(const std::string& name);
+    bool IsConnectionAuthorized(const Connection& connection) override;
+    void Respond(const Connection& connection, CMessage& message) override;
 
     bool IsRunning() const { return running; }
 
@@ -82,9 +83,6 @@ public:
 
     /// Lets Serve end when the last client is gone, even if the port was not taken yet.
     void End();
-
-    /// Whether the caller is on the server's thread.
-    bool IsServing();
 
     void RequestPings();
 
@@ -134,7 +132,8 @@ private:
     // Constant after Start
     std::map<std::string, std::shared_ptr<CWebSocketTopic>> topics;
 
-    // Touched by the server's thread only; by the one that stops it when that has ended
+    // Touched by the server's thread only, and by the one that stops it when that has ended; others leave
+    // tasks in its queue
     Endpoint endpoint;
 
     // Set by the server's thread, once
@@ -146,7 +145,6 @@ private:
     // Guarded by mutex
     std::map<Connection, std::string, std::owner_less<Connection>> sessions;
     std::vector<SOutgoing> outgoing;
-    std::thread::id servingThread;
     bool serving = false;
     bool ending = false;
 };
@@ -178,15 +176,14 @@ CWebSocketServer::CImplementation::CImplementation(unsigned short port,
         });
 }
 
-std::shared_ptr<ITopic>
-CWebSocketServer::CImplementation::CreateTopic(const std::string& name,
-                                               const std::weak_ptr<CWebSocketServer>& server)
+std::shared_ptr<ITopic> CWebSocketServer::CImplementation::CreateTopic(const std::string& name)
 {
-    return topics.emplace(name, std::make_shared<CWebSocketTopic>(name, server)).first->second;
+    return topics.emplace(name, std::make_shared<CWebSocketTopic>(name, weak_from_this())).first->second;
 }
 
 bool CWebSocketServer::CImplementation::IsConnectionAuthorized(const Connection& connection)
 {
+    LOG_ENTRY(CWebSocketServer, "IsConnectionAuthorized");
     if (!authorization)
     {
         return true;
@@ -208,11 +205,11 @@ void CWebSocketServer::CImplementation::Respond(const Connection& connection, CM
     {
         return;
     }
-    outgoing.push_back(std::move(next));
-    if (outgoing.size() == 1)
+    if (outgoing.empty())
     {
         asio::post(endpoint.get_io_service(), [this] { SendOutgoing(); });
     }
+    outgoing.push_back(std::move(next));
 }
 
 void CWebSocketServer::CImplementation::Serve()
@@ -220,14 +217,15 @@ void CWebSocketServer::CImplementation::Serve()
     pthread_setname_np(pthread_self(), "websocket");
     endpoint.listen(asio::ip::tcp::v4(), port);
     endpoint.start_accept();
+    bool endsAtOnce = false;
     {
         const std::lock_guard lock(mutex);
         serving = true;
-        servingThread = std::this_thread::get_id();
-        if (ending)
-        {
-            endpoint.stop_listening();
-        }
+        endsAtOnce = ending;
+    }
+    if (endsAtOnce)
+    {
+        endpoint.stop_listening();
     }
     running = true;
     try
@@ -247,7 +245,7 @@ void CWebSocketServer::CImplementation::Serve()
 void CWebSocketServer::CImplementation::RunOnServerThread(const std::function<void()>& function)
 {
     std::unique_lock lock(mutex);
-    if (serving && servingThread != std::this_thread::get_id())
+    if (serving)
     {
         const auto done = std::make_shared<bool>(false);
         asio::post(endpoint.get_io_service(),
@@ -300,12 +298,6 @@ void CWebSocketServer::CImplementation::End()
                 endpoint.stop_listening();
             }
         });
-}
-
-bool CWebSocketServer::CImplementation::IsServing()
-{
-    const std::lock_guard lock(mutex);
-    return servingThread == std::this_thread::get_id();
 }
 
 void CWebSocketServer::CImplementation::OnOpen(const Connection& connection)
@@ -579,16 +571,7 @@ CWebSocketServer::~CWebSocketServer()
     Stop();
     pingCall->Cancel();
     implementation->End();
-    if (!thread.joinable())
-    {
-        return;
-    }
-    if (implementation->IsServing())
-    {
-        // a topic's handler was the last to let go
-        thread.detach();
-    }
-    else
+    if (thread.joinable())
     {
         thread.join();
     }
@@ -597,7 +580,7 @@ CWebSocketServer::~CWebSocketServer()
 std::shared_ptr<ITopic> CWebSocketServer::CreateTopic(const std::string& name)
 {
     LOG_ENTRY(CWebSocketServer, "CreateTopic");
-    return implementation->CreateTopic(name, weak_from_this());
+    return implementation->CreateTopic(name);
 }
 
 void CWebSocketServer::Start()
@@ -623,7 +606,6 @@ void CWebSocketServer::Stop()
 
 bool CWebSocketServer::IsConnectionAuthorized(const std::weak_ptr<void>& connection)
 {
-    LOG_ENTRY(CWebSocketServer, "IsConnectionAuthorized");
     return implementation->IsConnectionAuthorized(connection);
 }
 
@@ -633,10 +615,5 @@ void CWebSocketServer::Respond(const std::weak_ptr<void>& connection,
                                const Json::Value& data)
 {
     CMessage message(type, topic, data);
-    Respond(connection, message);
-}
-
-void CWebSocketServer::Respond(const std::weak_ptr<void>& connection, CMessage& message)
-{
     implementation->Respond(connection, message);
 }

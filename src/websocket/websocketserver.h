@@ -13,7 +13,6 @@
 #include <string>
 #include <thread>
 
-class CMessage;
 class CWorker;
 class CWorkerCall;
 class IAuthorization;
@@ -23,13 +22,12 @@ class IAuthorization;
 /// One thread, the server's own, runs the library: all that clients do, all that they are sent, and so the
 /// topics' handlers for clients that subscribe and leave. It ends when the server has been stopped and the
 /// last client is gone, and at once when a handler lets an exception out, as a request whose "topic" or
-/// "action" is an array or object does: the server is silent from then on.
+/// "action" is an array or object does, or one that is no object itself: the server is silent from then on.
 ///
-/// A client that has let more than 1 MiB of events wait is disconnected.
+/// A client that has let more than 1 MiB of messages wait is disconnected.
 ///
-/// Threads: CreateTopic, Start and Stop on one; IsConnectionAuthorized and Respond any. Held by a
-/// std::shared_ptr.
-class CWebSocketServer : public std::enable_shared_from_this<CWebSocketServer>
+/// Threads: CreateTopic, Start, Stop and the destructor on one, which isn't the server's; the others any.
+class CWebSocketServer
 {
 public:
     /// @param worker         runs the call that pings the clients every 20 s
@@ -52,12 +50,11 @@ public:
     /// @throws std::runtime_error "Websocket already started", also after Stop
     void Start();
 
-    /// Takes no further clients. Those that are connected stay, and go on hearing events. Without effect, but
-    /// for a line in the log, when the port is not taken.
+    /// Takes no further clients, and waits for the handler that is under way. Those that are connected stay,
+    /// and go on hearing events. Without effect, but for a line in the log, when the port is not taken.
     void Stop();
 
-    /// Whether the session that the connection was opened with is valid; always true without authorization,
-    /// false for a connection that isn't open.
+    /// See IEventSender.
     bool IsConnectionAuthorized(const std::weak_ptr<void>& connection);
 
     /// Sends one message. A failure to send is logged and reaches nobody.
@@ -66,12 +63,11 @@ public:
                  const std::string& type,
                  const std::string& topic,
                  const Json::Value& data);
-    void Respond(const std::weak_ptr<void>& connection, CMessage& message);
 
 private:
     class CImplementation;
 
-    // Constant after construction. Shared with the server's thread, which may have to outlive this object.
+    // Constant after construction
     const std::shared_ptr<CImplementation> implementation;
     const std::shared_ptr<CWorkerCall> pingCall;
 

@@ -1,7 +1,7 @@
 #include "src/websocket/websockettopic.h"
 
+#include "src/websocket/ieventsender.h"
 #include "src/websocket/message.h"
-#include "src/websocket/websocketserver.h"
 
 #include "platform/log/log.h"
 
@@ -25,9 +25,9 @@ std::string Printed(const Json::Value& message)
 
 } // namespace
 
-CWebSocketTopic::CWebSocketTopic(const std::string& name, std::weak_ptr<CWebSocketServer> server)
+CWebSocketTopic::CWebSocketTopic(const std::string& name, std::weak_ptr<IEventSender> sender)
     : name(name)
-    , server(std::move(server))
+    , sender(std::move(sender))
 {
     LOG_ENTRY(CWebSocketTopic, "CWebSocketTopic");
 }
@@ -104,15 +104,15 @@ void CWebSocketTopic::SendMessage(const std::weak_ptr<void>& connection, const J
 void CWebSocketTopic::SendMessage(const std::weak_ptr<void>& connection, CMessage& message)
 {
     LOG_ENTRY(CWebSocketTopic, "SendMessage");
-    const std::shared_ptr<CWebSocketServer> sender = server.lock();
-    if (!sender)
+    const std::shared_ptr<IEventSender> server = sender.lock();
+    if (!server)
     {
         LOG_DEBUG("WebSocket ptr of topic {} is empty so nothing can be broadcast.", name);
         return;
     }
-    if (sender->IsConnectionAuthorized(connection))
+    if (server->IsConnectionAuthorized(connection))
     {
-        sender->Respond(connection, message);
+        server->Respond(connection, message);
         return;
     }
     LOG_DEBUG("Topic {} attempted to broadcast a message to a connection associated with an invalid "

@@ -8,7 +8,7 @@
 #include <string>
 
 class CMessage;
-class CWebSocketServer;
+class IEventSender;
 
 /// One topic of the event server: who listens to it, and how they are reached.
 /// Threads: any.
@@ -16,8 +16,8 @@ class CWebSocketTopic : public ITopic, public std::enable_shared_from_this<CWebS
 {
 public:
     /// @param name    as clients call it
-    /// @param server  what sends; when it is gone nothing is sent any more
-    CWebSocketTopic(const std::string& name, std::weak_ptr<CWebSocketServer> server);
+    /// @param sender  the server; when it is gone nothing is sent any more
+    CWebSocketTopic(const std::string& name, std::weak_ptr<IEventSender> sender);
 
     /// Sends @p message as an event to all who listen now, and drops those without a valid session.
     void Broadcast(const Json::Value& message) override;
@@ -42,7 +42,7 @@ private:
 
     // Constant after construction
     const std::string name;
-    const std::weak_ptr<CWebSocketServer> server;
+    const std::weak_ptr<IEventSender> sender;
 
     mutable std::mutex mutex;
 

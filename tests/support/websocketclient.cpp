@@ -244,6 +244,13 @@ std::size_t CWebSocketClient::Waiting() const
     return count;
 }
 
+std::size_t CWebSocketClient::Pings() const
+{
+    std::size_t count = 0;
+    connection->Change([&] { count = connection->pings; });
+    return count;
+}
+
 void CWebSocketClient::AwaitPings(std::size_t count)
 {
     connection->Await("pings", [&] { return connection->pings >= count; });
@@ -276,6 +283,8 @@ void AwaitListener(std::uint16_t port)
         }
         std::this_thread::yield();
     }
+    // a port may be taken before it is served
+    HttpRequest(port, "GET", "/");
 }
 
 Json::Value WebSocketResult(const std::string& status,

@@ -50,6 +50,9 @@ public:
     /// Number of frames that have come and were not taken yet.
     std::size_t Waiting() const;
 
+    /// Number of pings that have come before what was received last.
+    std::size_t Pings() const;
+
     /// Waits until so many pings have come since the connection was opened.
     void AwaitPings(std::size_t count);
 
@@ -66,7 +69,7 @@ private:
     const std::unique_ptr<CConnection> connection;
 };
 
-/// Waits until somebody listens.
+/// Waits until an event server answers.
 void AwaitListener(std::uint16_t port);
 
 /// {"data": {"action": …, "message": …, "status": …}, "topic": …, "type": "result"}

@@ -1,5 +1,6 @@
 #include "src/api/httpexception.h"
 #include "src/websocket/websocketserver.h"
+#include "src/websocket/websockettopic.h"
 
 #include "platform/worker/worker.h"
 
@@ -90,8 +91,6 @@ protected:
         topic = server->CreateTopic(Topic);
         server->Start();
         AwaitListener(Port);
-        // an answer shows that the server's thread has come to serve
-        EXPECT_EQ(HttpRequest(Port, "GET", "/").status, 426);
     }
 
     void SetValid(const std::string& session)
@@ -140,8 +139,10 @@ protected:
 
     void AwaitSubscribers(std::size_t count)
     {
+        const auto deadline = std::chrono::steady_clock::now() + TestPatience;
         while (topic->NumberOfSubscribers() != count)
         {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
             std::this_thread::yield();
         }
     }
@@ -470,9 +471,57 @@ TEST_F(WebSocketActions, SessionThatEndsLosesItsTopicsButNotItsConnection)
 
 TEST_F(WebSocketActions, TopicIsMadeOnce)
 {
-    Start();
+    server = std::make_shared<CWebSocketServer>(Port, worker, nullptr);
+    topic = server->CreateTopic(Topic);
     EXPECT_EQ(server->CreateTopic(Topic), topic);
     EXPECT_NE(server->CreateTopic("/other"), topic);
+}
+
+TEST_F(WebSocketActions, ConnectionThatClosesLeavesTopicsThatItNeverSubscribedTo)
+{
+    CCollector<int> left;
+    Start();
+    topic->OnUnsubscribe = [&] { left.Add(1); };
+    {
+        const CWebSocketClient client(Port);
+    }
+    EXPECT_EQ(left.Await(1).size(), 1U);
+    server.reset();
+}
+
+TEST_F(WebSocketActions, OperationsLogTheirEntry)
+{
+    Start();
+    topic->OnSubscribe = [](const ITopic::Reply& reply) { reply("first"); };
+    {
+        CWebSocketClient client(Port);
+        client.Subscribe(Topic);
+        client.Receive();
+    }
+    AwaitSubscribers(0);
+    server->Stop();
+    server.reset();
+    std::vector<std::string> entries;
+    for (const std::string& line : log.Messages(Log::ELogLevel::Trace))
+    {
+        if (line.rfind("CWebSocketServer::", 0) == 0)
+        {
+            entries.push_back(line.substr(18));
+        }
+    }
+    EXPECT_THAT(entries,
+                ElementsAre("CWebSocketServer",
+                            "CreateTopic",
+                            "Start",
+                            "OnOpen",
+                            "RespondResult",
+                            "Respond",
+                            "IsConnectionAuthorized",
+                            "Respond",
+                            "OnClose",
+                            "Stop",
+                            "~CWebSocketServer",
+                            "Stop"));
 }
 
 TEST_F(WebSocketActions, ConnectionThatIsNotOpenIsNotAuthorized)
@@ -507,27 +556,29 @@ TEST_F(WebSocketActions, EventToAConnectionThatIsGoneIsLoggedOnly)
     EXPECT_TRUE(AwaitLogBeginning("Could not send websocket message. Error "));
 }
 
-TEST_F(WebSocketPings, ComeAtOnceAndThenEveryTwentySeconds)
+TEST_F(WebSocketPings, AreDueAtOnceAndThenEveryTwentySeconds)
 {
-    Start();
+    server = std::make_shared<CWebSocketServer>(Port, worker, nullptr);
+    server->Start();
+    AwaitListener(Port);
     CWebSocketClient client(Port);
-    client.Subscribe(Topic);
-    clock->Advance(20s);
-    client.AwaitPings(1);
-    EXPECT_TRUE(AwaitLog(Log::ELogLevel::Trace, R"(Received websocket pong message from client: "".)"));
+    const auto pings = [&]
+    {
+        // a ping that is due leaves before the answer
+        Answers(client, "x");
+        return client.Pings();
+    };
+    EXPECT_EQ(pings(), 0U);
+    worker.Start();
+    clock->WaitUntilIdle();
+    EXPECT_EQ(pings(), 1U);
     clock->Advance(20s - 1ms);
+    EXPECT_EQ(pings(), 1U);
     clock->Advance(1ms);
-    client.AwaitPings(2);
-}
-
-TEST_F(WebSocketPings, AreNotSentBetweenThePoints)
-{
-    Start();
-    CWebSocketClient client(Port);
-    client.Subscribe(Topic);
-    clock->Advance(20s - 1ms);
-    EXPECT_THAT(Answers(client, "x"), ElementsAre(Unparsable()));
-    EXPECT_FALSE(log.Has(Log::ELogLevel::Trace, R"(Received websocket pong message from client: "".)"));
+    EXPECT_EQ(pings(), 2U);
+    clock->Advance(20s);
+    EXPECT_EQ(pings(), 3U);
+    EXPECT_TRUE(AwaitLog(Log::ELogLevel::Trace, R"(Received websocket pong message from client: "".)"));
 }
 
 TEST_F(WebSocketPings, ClientThatAnswersNoneStaysAndHearsEvents)
@@ -552,6 +603,7 @@ TEST_F(WebSocketPings, ThatFailTakeTheConnectionOffTheListAndOffItsTopics)
     StartWithAuthorization();
     // asking for a connection that is not open makes it an entry without a session
     const std::weak_ptr<void> gone = std::make_shared<int>();
+    std::dynamic_pointer_cast<CWebSocketTopic>(topic)->AddConnection(gone);
     EXPECT_FALSE(server->IsConnectionAuthorized(gone));
     clock->Advance(20s);
     EXPECT_TRUE(AwaitLogBeginning("Sending ping to connection failed. Removing it from the list of pinged "
@@ -561,6 +613,9 @@ TEST_F(WebSocketPings, ThatFailTakeTheConnectionOffTheListAndOffItsTopics)
     CWebSocketClient client(Port, Cookie("sessionid=a"));
     client.Subscribe(Topic);
     EXPECT_THAT(log.Messages(Log::ELogLevel::Error), testing::IsEmpty());
+    topic->Broadcast("event");
+    EXPECT_EQ(topic->NumberOfSubscribers(), 1U);
+    EXPECT_EQ(client.ReceiveJson(), WebSocketEvent(Topic, "event"));
 }
 
 TEST_F(WebSocketLifecycle, SecondStartIsRefused)
@@ -647,31 +702,49 @@ TEST_F(WebSocketLifecycle, ServerMayBeGoneBeforeItsTopicsAndTheWorker)
     clock->Advance(60s);
 }
 
-TEST_F(WebSocketLifecycle, HandlerThatHoldsTheServerLastDoesNotWaitForItself)
+TEST_F(WebSocketLifecycle, TopicStillReachesItsListenersWhileTheDestructionWaitsForThem)
 {
     Start();
-    std::promise<void> entered;
-    std::promise<void> leave;
-    std::shared_ptr<CWebSocketServer> lastHold;
-    topic->OnSubscribe = [&](const ITopic::Reply&)
-    {
-        const std::shared_ptr<CWebSocketServer> held = std::move(lastHold);
-        entered.set_value();
-        leave.get_future().wait();
-    };
     auto client = std::make_unique<CWebSocketClient>(Port);
-    lastHold = server;
-    client->Request("subscribe", Topic);
-    entered.get_future().wait();
-    server.reset();
-    leave.set_value();
-    // the server's thread goes on without its owner
-    client->Receive();
-    client.reset();
+    client->Subscribe(Topic);
+    auto end = std::async(std::launch::async, [this] { server.reset(); });
     while (CRawHttp::CanConnect(Port))
     {
         std::this_thread::yield();
     }
+    topic->Broadcast("still");
+    EXPECT_EQ(client->ReceiveJson(), WebSocketEvent(Topic, "still"));
+    client.reset();
+    end.get();
+    topic->Broadcast("unheard");
+}
+
+TEST_F(WebSocketLifecycle, StopWaitsForTheHandlerUnderWay)
+{
+    Start();
+    std::promise<void> entered;
+    std::promise<void> leave;
+    topic->OnSubscribe = [&](const ITopic::Reply& reply)
+    {
+        entered.set_value();
+        leave.get_future().wait();
+        reply("first");
+    };
+    CWebSocketClient client(Port);
+    client.Request("subscribe", Topic);
+    entered.get_future().wait();
+    std::atomic<bool> left{false};
+    auto stop = std::async(std::launch::async,
+                           [&]
+                           {
+                               server->Stop();
+                               EXPECT_TRUE(left);
+                           });
+    left = true;
+    leave.set_value();
+    stop.get();
+    client.Receive();
+    EXPECT_EQ(client.ReceiveJson(), WebSocketEvent(Topic, "first"));
 }
 
 class WebSocketFatalRequest : public WebSocketServer, public testing::WithParamInterface<const char*>
@@ -816,6 +889,11 @@ TEST_F(WebSocketLoad, ThousandConnectionsThatOpenAndCloseLeaveNothing)
     CWebSocketClient client(Port);
     client.Subscribe(Topic);
     EXPECT_EQ(topic->NumberOfSubscribers(), 1U);
+    // an entry that was left behind could not be pinged
+    log.Clear();
+    clock->Advance(20s);
+    client.AwaitPings(1);
+    EXPECT_THAT(log.Messages(Log::ELogLevel::Error), testing::IsEmpty());
 }
 
 TEST_F(WebSocketLoad, BroadcastsOfAllThreadsReachEveryClientInTheirOrder)
@@ -866,6 +944,8 @@ TEST_F(WebSocketLoad, ClientsComeAndGoAndLoseTheirSessionsDuringBroadcastsAndPin
             while (!over)
             {
                 topic->Broadcast("event");
+                // no more than one event waits for the listener
+                listener.Receive();
                 clock->Jump(20s);
                 clock->Wake();
             }
@@ -888,11 +968,7 @@ TEST_F(WebSocketLoad, ClientsComeAndGoAndLoseTheirSessionsDuringBroadcastsAndPin
     broadcaster.join();
     AwaitSubscribers(1);
     topic->Broadcast("last");
-    Json::Value event;
-    do
-    {
-        event = listener.ReceiveJson();
-    } while (event["data"] != "last");
+    EXPECT_EQ(listener.ReceiveJson(), WebSocketEvent(Topic, "last"));
 }
 
 TEST_F(WebSocketLoad, ClientThatDoesNotReadIsDisconnectedAndHoldsNobodyUp)
@@ -919,5 +995,9 @@ TEST_F(WebSocketLoad, ClientThatDoesNotReadIsDisconnectedAndHoldsNobodyUp)
         // what the kernel takes is limited
         ASSERT_LT(sent, 1000);
     }
+    // 1008
+    const std::string close = "\x03\xf0Too slow";
+    const std::string received = slow.ReceiveUntilClose();
+    EXPECT_EQ(received.substr(received.size() - close.size()), close);
     AwaitSubscribers(1);
 }

@@ -1,6 +1,7 @@
-#include "src/websocket/websocketserver.h"
+#include "src/websocket/ieventsender.h"
 #include "src/websocket/websockettopic.h"
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -10,11 +11,8 @@
 
 #include "tests/support/capturedlog.h"
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {
@@ -33,7 +31,7 @@ protected:
 
     CCapturedLog log;
     const std::shared_ptr<CWebSocketTopic> topic =
-        std::make_shared<CWebSocketTopic>("/news", std::weak_ptr<CWebSocketServer>());
+        std::make_shared<CWebSocketTopic>("/news", std::weak_ptr<IEventSender>());
     const std::shared_ptr<void> one = std::make_shared<int>();
     const std::shared_ptr<void> other = std::make_shared<int>();
 };
@@ -169,7 +167,7 @@ TEST_F(WebSocketTopic, HandlersMayBroadcastAndReply)
 TEST_F(WebSocketTopic, ReplyMayOutliveTheTopic)
 {
     ITopic::Reply reply;
-    auto brief = std::make_shared<CWebSocketTopic>("/brief", std::weak_ptr<CWebSocketServer>());
+    auto brief = std::make_shared<CWebSocketTopic>("/brief", std::weak_ptr<IEventSender>());
     brief->OnSubscribe = [&](const ITopic::Reply& given) { reply = given; };
     brief->AddConnection(one);
     brief.reset();
