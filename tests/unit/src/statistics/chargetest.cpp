@@ -42,7 +42,9 @@ ipc::MMeterData CCommandedMeter::GetMeterData()
 {
     readings.fetch_add(1, std::memory_order_relaxed);
     onReading();
-    return data;
+    ipc::MMeterData reading = data;
+    reading.set_total_energy(total.load(std::memory_order_relaxed));
+    return reading;
 }
 
 void CCommandedMeter::SetPower(const std::vector<std::int32_t>& values)

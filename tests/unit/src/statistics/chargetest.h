@@ -57,7 +57,8 @@ private:
     const std::shared_ptr<SState> state;
 };
 
-/// A meter that answers what the test has set. Threads: any, while the test leaves it as it is.
+/// A meter that answers what the test has set. Threads: any, while the test leaves it as it is; SetTotal also
+/// then.
 class CCommandedMeter final : public CMockMeter
 {
 public:
@@ -65,7 +66,7 @@ public:
     ipc::MMeterData GetMeterData() override;
 
     void SetPower(const std::vector<std::int32_t>& values);
-    void SetTotal(std::int64_t total) { data.set_total_energy(total); }
+    void SetTotal(std::int64_t value) { total.store(value, std::memory_order_relaxed); }
 
     /// Lets every reading fail as an absent service does.
     void Fail();
@@ -77,6 +78,7 @@ public:
 
 private:
     ipc::MMeterData data;
+    std::atomic<std::int64_t> total{0};
     std::atomic<int> readings{0};
 };
 
