@@ -26,13 +26,19 @@
 #include <string>
 #include <thread>
 
+class CHistoryStatisticsComponent;
+class CMeterDataProxy;
 class CRestServer;
+class CSessionManagerNotificationProxy;
+class CSessionStatisticsComponent;
 class CWebbackendHsmActionHandler;
 
 namespace Resources
 {
 class CAuthenticationApi;
+class CChargingApi;
 class CConfigApi;
+class CStatisticsApi;
 class CSystemApi;
 } // namespace Resources
 
@@ -63,6 +69,7 @@ public:
 private:
     void ConstructServers(const std::string& root);
     void CreateServiceClients();
+    void CreateStatistics(const std::string& root);
 
     /// @param callSeconds     time limit of a call, -1 for none
     /// @param connectSeconds  time limit for reaching the service
@@ -83,6 +90,8 @@ private:
     // the last to the first
     std::shared_ptr<AppCommunicationHost<GrpcBackend>> appCommunicationHost;
     std::shared_ptr<CProcessControlService> processControlService;
+    std::shared_ptr<CSessionManagerNotificationProxy> sessionManagerNotificationProxy;
+    std::shared_ptr<CMeterDataProxy> meterDataProxy;
     std::shared_ptr<IBoardControl> boardControl;
     std::shared_ptr<IFeedback> feedback;
     std::shared_ptr<IDiagnostics> diagnostics;
@@ -98,7 +107,11 @@ private:
     std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
     std::unique_ptr<Resources::CConfigApi> configApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
+    std::shared_ptr<Resources::CStatisticsApi> statisticsApi;
+    std::unique_ptr<Resources::CChargingApi> chargingApi;
     std::shared_ptr<CRestServer> restServer;
+    std::shared_ptr<CSessionStatisticsComponent> sessionStatisticsComponent;
+    std::shared_ptr<CHistoryStatisticsComponent> historyStatisticsComponent;
     std::shared_ptr<TarnConfig> settings;
     std::shared_ptr<CWorker> worker;
 };

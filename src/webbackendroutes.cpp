@@ -1,14 +1,18 @@
 /// The routes of the REST API, in the order of their registration, by mode.
 #include "src/api/authentication.h"
+#include "src/api/charging.h"
 #include "src/api/config.h"
 #include "src/api/restserver.h"
+#include "src/api/statistics.h"
 #include "src/api/system.h"
 #include "src/webbackend.h"
 
 #include "platform/log/log.h"
 
 using Resources::CAuthenticationApi;
+using Resources::CChargingApi;
 using Resources::CConfigApi;
+using Resources::CStatisticsApi;
 using Resources::CSystemApi;
 
 namespace
@@ -26,8 +30,8 @@ CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*
     return [&api, handler](const IHttpRequest& request) { return ((*api).*handler)(request); };
 }
 
-template <class Api>
-CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*handler)())
+template <class Pointer, class Api>
+CRestResource::Handler Handler(const Pointer& api, Response (Api::*handler)())
 {
     return [&api, handler](const IHttpRequest& /*request*/) { return ((*api).*handler)(); };
 }
@@ -117,6 +121,18 @@ void CWebbackend::RegisterResourcesDashboard()
     rest.AddRoute(
         Method::Post, "/system/factory-reset", Handler(systemApi, &CSystemApi::FactoryReset), Gated);
     rest.AddRoute(Method::Post, "/system/recommission", Handler(systemApi, &CSystemApi::Recommission), Gated);
+    rest.AddRoute(Method::Get,
+                  "/statistics/session",
+                  Handler(statisticsApi, &CStatisticsApi::GetSessionStatistics),
+                  Gated);
+    rest.AddRoute(Method::Get,
+                  "/statistics/history",
+                  Handler(statisticsApi, &CStatisticsApi::GetHistoryStatistics),
+                  Gated);
+    rest.AddRoute(Method::Post,
+                  "/charging/current-slider",
+                  Handler(chargingApi, &CChargingApi::ApplyCurrentSlider),
+                  Gated);
 }
 
 void CWebbackend::RegisterResourcesCommissioning()
