@@ -1,9 +1,11 @@
 #include "src/webbackend.h"
 
 #include "src/api/authentication.h"
+#include "src/api/charging.h"
 #include "src/api/config.h"
 #include "src/api/configapplicator.h"
 #include "src/api/restserver.h"
+#include "src/api/statistics.h"
 #include "src/api/system.h"
 #include "src/callinterrupter.h"
 #include "src/configaudit.h"
@@ -11,6 +13,8 @@
 #include "src/services/sessionmanagernotificationproxy.h"
 #include "src/session/authorization.h"
 #include "src/signalslot.h"
+#include "src/statistics/historystatisticscomponent.h"
+#include "src/statistics/sessionstatisticscomponent.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -20,6 +24,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/ntpsyncstatus.h"
 #include "platform/worker/heldsignals.h"
 
 #include <chrono>
@@ -44,6 +49,15 @@ constexpr bool OmitSameSite = false;
 // Shared with the station's other processes, and so not below the root
 constexpr const char* LogDirectory = "/data/log";
 constexpr const char* PackageDirectory = "/tmp";
+
+/// Points of the session's power curve: 24 hours of five minutes each.
+constexpr std::chrono::seconds SessionPollPeriod{30};
+constexpr std::chrono::seconds SessionBufferInterval{300};
+constexpr unsigned int SessionBufferSize = 288;
+
+/// What the charging history keeps behind the newest month and year.
+constexpr unsigned int HistoryMonths = 6;
+constexpr unsigned int HistoryYears = 10;
 
 /// How long the servers' handlers may go on with their service calls when the servers are stopped.
 constexpr std::chrono::milliseconds StopGrace{500};
@@ -97,6 +111,7 @@ void CWebbackend::ConstructServers(const std::string& root)
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
     // on a station without local scheduled charging
     const std::shared_ptr<ILocalScheduledChargingComponent> scheduledCharging;
+    CreateStatistics(root);
     const auto networkApplicator = std::make_shared<CNetworkConfigApplicator>(network, netM);
     const auto networkSecretsApplicator = std::make_shared<CNetworkSecretsApplicator>(secrets);
     const auto backofficeApplicator =
@@ -124,6 +139,9 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         backofficeApplicator,
                                                         secrets,
                                                         scheduledCharging);
+    statisticsApi =
+        std::make_shared<Resources::CStatisticsApi>(sessionStatisticsComponent, historyStatisticsComponent);
+    chargingApi = std::make_unique<Resources::CChargingApi>(settings, currentControl);
     restServer = std::make_shared<CRestServer>(RestPort, authorization);
     webSocketServer = std::make_shared<CWebSocketServer>(WebSocketPort, *worker, authorization);
 
@@ -141,6 +159,27 @@ void CWebbackend::CreateServiceClients()
     rfid = CreateClient<IRfid>("Rfid", 1, 1);
     currentControl = CreateClient<ICurrentControl>("CurrentControl", 1, 1);
     sessionManager = CreateClient<ISessionManager>("SessionManager", 1, 1);
+}
+
+void CWebbackend::CreateStatistics(const std::string& root)
+{
+    LOG_ENTRY(CWebbackend, "CreateStatistics");
+    const auto chargingHistory = TarnConfig::Create("charging_history", root);
+    sessionStatisticsComponent =
+        std::make_shared<CSessionStatisticsComponent>(meterDataProxy,
+                                                      sessionManagerNotificationProxy,
+                                                      worker,
+                                                      SessionPollPeriod,
+                                                      SessionBufferInterval,
+                                                      SessionBufferSize);
+    historyStatisticsComponent =
+        std::make_shared<CHistoryStatisticsComponent>(meterDataProxy,
+                                                      sessionManagerNotificationProxy,
+                                                      chargingHistory,
+                                                      worker,
+                                                      HistoryMonths,
+                                                      HistoryYears);
+    historyStatisticsComponent->Init(&Toolbox::GetNtpSyncStatus);
 }
 
 void CWebbackend::Run()

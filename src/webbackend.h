@@ -28,16 +28,20 @@
 #include <thread>
 #include <vector>
 
+class CHistoryStatisticsComponent;
 class CMeterDataProxy;
 class CRestServer;
 class CSessionManagerNotificationProxy;
+class CSessionStatisticsComponent;
 class CWebSocketServer;
 class CWebbackendHsmActionHandler;
 
 namespace Resources
 {
 class CAuthenticationApi;
+class CChargingApi;
 class CConfigApi;
+class CStatisticsApi;
 class CSystemApi;
 } // namespace Resources
 
@@ -68,6 +72,7 @@ public:
 private:
     void ConstructServers(const std::string& root);
     void CreateServiceClients();
+    void CreateStatistics(const std::string& root);
 
     /// @param callSeconds     time limit of a call, -1 for none
     /// @param connectSeconds  time limit for reaching the service
@@ -105,8 +110,12 @@ private:
     std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
     std::unique_ptr<Resources::CConfigApi> configApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
+    std::shared_ptr<Resources::CStatisticsApi> statisticsApi;
+    std::unique_ptr<Resources::CChargingApi> chargingApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<CWebSocketServer> webSocketServer;
+    std::shared_ptr<CSessionStatisticsComponent> sessionStatisticsComponent;
+    std::shared_ptr<CHistoryStatisticsComponent> historyStatisticsComponent;
     std::shared_ptr<TarnConfig> settings;
     std::vector<std::shared_ptr<void>> broadcasters;
     std::shared_ptr<CWorker> worker;

@@ -1,8 +1,10 @@
 /// The routes of the REST API and the topics of the event server, in the order of their registration, by
 /// mode.
 #include "src/api/authentication.h"
+#include "src/api/charging.h"
 #include "src/api/config.h"
 #include "src/api/restserver.h"
+#include "src/api/statistics.h"
 #include "src/api/system.h"
 #include "src/services/meterdataproxy.h"
 #include "src/webbackend.h"
@@ -16,7 +18,9 @@
 #include "platform/log/log.h"
 
 using Resources::CAuthenticationApi;
+using Resources::CChargingApi;
 using Resources::CConfigApi;
+using Resources::CStatisticsApi;
 using Resources::CSystemApi;
 
 namespace
@@ -34,8 +38,8 @@ CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*
     return [&api, handler](const IHttpRequest& request) { return ((*api).*handler)(request); };
 }
 
-template <class Api>
-CRestResource::Handler Handler(const std::unique_ptr<Api>& api, Response (Api::*handler)())
+template <class Pointer, class Api>
+CRestResource::Handler Handler(const Pointer& api, Response (Api::*handler)())
 {
     return [&api, handler](const IHttpRequest& /*request*/) { return ((*api).*handler)(); };
 }
@@ -131,6 +135,18 @@ void CWebbackend::RegisterResourcesDashboard()
     rest.AddRoute(
         Method::Post, "/system/factory-reset", Handler(systemApi, &CSystemApi::FactoryReset), Gated);
     rest.AddRoute(Method::Post, "/system/recommission", Handler(systemApi, &CSystemApi::Recommission), Gated);
+    rest.AddRoute(Method::Get,
+                  "/statistics/session",
+                  Handler(statisticsApi, &CStatisticsApi::GetSessionStatistics),
+                  Gated);
+    rest.AddRoute(Method::Get,
+                  "/statistics/history",
+                  Handler(statisticsApi, &CStatisticsApi::GetHistoryStatistics),
+                  Gated);
+    rest.AddRoute(Method::Post,
+                  "/charging/current-slider",
+                  Handler(chargingApi, &CChargingApi::ApplyCurrentSlider),
+                  Gated);
 
     CWebSocketServer& events = *webSocketServer;
     broadcasters.push_back(std::make_shared<CDiagnosticsStatusChangedBroadcaster>(

@@ -63,6 +63,9 @@ const std::vector<SRoute> Routes{
     {"PUT", "/config/secrets/webifmanagement", EMode::Dashboard, true, 400, NotThere},
     {"POST", "/system/factory-reset", EMode::Dashboard, true, 204, NotThere},
     {"POST", "/system/recommission", EMode::Dashboard, true, 204, NotThere},
+    {"GET", "/statistics/session", EMode::Dashboard, true, 200, NotThere},
+    {"GET", "/statistics/history", EMode::Dashboard, true, 200, NotThere},
+    {"POST", "/charging/current-slider", EMode::Dashboard, true, 204, NotThere},
     {"POST", "/system/finishcommissioning", EMode::Commissioning, false, NotThere, 204},
     {"PUT", "/config/ocpp-backoffice", EMode::Commissioning, true, NotAllowed, 400},
 };
