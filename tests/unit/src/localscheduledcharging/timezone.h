@@ -6,7 +6,8 @@
 #include <optional>
 #include <string>
 
-/// The process's time zone while it lives. Threads: none other yet.
+/// The process's time zone while it lives. No other thread asks for the local time
+/// while it comes or goes.
 class CTimeZone
 {
 public:
