@@ -28,6 +28,7 @@
 
 class CRestServer;
 class CWebbackendHsmActionHandler;
+class ILocalScheduledChargingComponent;
 
 namespace Resources
 {
@@ -63,6 +64,8 @@ public:
 private:
     void ConstructServers(const std::string& root);
     void CreateServiceClients();
+    std::shared_ptr<ILocalScheduledChargingComponent>
+    CreateLocalScheduledChargingComponent(const std::string& root);
 
     /// @param callSeconds     time limit of a call, -1 for none
     /// @param connectSeconds  time limit for reaching the service
@@ -99,6 +102,7 @@ private:
     std::unique_ptr<Resources::CConfigApi> configApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<CRestServer> restServer;
+    std::shared_ptr<ILocalScheduledChargingComponent> localScheduledChargingComponent;
     std::shared_ptr<TarnConfig> settings;
     std::shared_ptr<CWorker> worker;
 };
