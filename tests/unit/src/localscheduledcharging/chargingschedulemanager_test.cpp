@@ -7,6 +7,7 @@
 #include <json/writer.h>
 
 #include <errno.h>
+#include <stdlib.h>
 
 #include <memory>
 #include <random>
@@ -266,6 +267,17 @@ TEST_F(ChargingSchedule, EveryMinuteOfRandomWeeksHasTheLimitOfASlowLookUp)
                 << local.name << ", minute " << minute << ", " << week;
         }
     }
+}
+
+TEST_F(ChargingSchedule, ChangedZoneCountsFromTheNextLookUpOn)
+{
+    Load(WorkingMonday);
+    EXPECT_EQ(manager->GetCurrentLimit(At(Monday, 17)), 10000U);
+
+    // 18:00 there; nobody calls tzset
+    setenv("TZ", "XXX-1", 1);
+
+    EXPECT_EQ(manager->GetCurrentLimit(At(Monday, 17)), 16000U);
 }
 
 TEST_F(ChargingSchedule, HourThatIsLeftOutInSpringLeavesItsSegmentsOut)
