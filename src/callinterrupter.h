@@ -8,9 +8,9 @@
 #include <mutex>
 #include <thread>
 
-/// Sees to it that stopping the servers ends although a handler waits for a service that does not answer:
-/// once the grace time is over, outgoing calls fail for as long as the object lives, and so does what else
-/// handlers may wait for. Threads: made and destroyed on one; has a thread of its own meanwhile.
+/// Sees to it that stopping servers and components ends although they wait for a service that does not
+/// answer: once the grace time is over, outgoing calls fail for as long as the object lives, and so does what
+/// else handlers may wait for. Threads: made and destroyed on one; has a thread of its own meanwhile.
 class CCallInterrupter
 {
 public:

@@ -8,7 +8,11 @@
 #include "src/api/statistics.h"
 #include "src/api/system.h"
 #include "src/callinterrupter.h"
+#include "src/chargingcurrentlimit.h"
 #include "src/configaudit.h"
+#include "src/localscheduledcharging/chargingschedulemanager.h"
+#include "src/localscheduledcharging/localscheduledchargingcomponent.h"
+#include "src/localscheduledcharging/scheduleexecutor.h"
 #include "src/services/meterdataproxy.h"
 #include "src/services/sessionmanagernotificationproxy.h"
 #include "src/session/authorization.h"
@@ -59,7 +63,10 @@ constexpr unsigned int SessionBufferSize = 288;
 constexpr unsigned int HistoryMonths = 6;
 constexpr unsigned int HistoryYears = 10;
 
-/// How long the servers' handlers may go on with their service calls when the servers are stopped.
+/// Between two looks whether the system's time is synchronised.
+constexpr std::chrono::seconds TimeSyncRetryInterval{5};
+
+/// How long service calls may go on when the servers are stopped, and when the components are.
 constexpr std::chrono::milliseconds StopGrace{500};
 
 } // namespace
@@ -109,14 +116,19 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
-    // on a station without local scheduled charging
-    const std::shared_ptr<ILocalScheduledChargingComponent> scheduledCharging;
+    if (settings->GetBool("LocalSmartChargingAllowed", false) &&
+        settings->GetBool("ScheduledChargingAllowed", false))
+    {
+        localScheduledChargingComponent = CreateLocalScheduledChargingComponent(root);
+        localScheduledChargingComponent->Init();
+    }
     CreateStatistics(root);
     const auto networkApplicator = std::make_shared<CNetworkConfigApplicator>(network, netM);
     const auto networkSecretsApplicator = std::make_shared<CNetworkSecretsApplicator>(secrets);
     const auto backofficeApplicator =
         std::make_shared<COcppBackofficeApplicator>(ocppBackoffices, settings, network, secrets);
-    const auto settingsApplicator = std::make_shared<CSettingsConfigApplicator>(settings, scheduledCharging);
+    const auto settingsApplicator =
+        std::make_shared<CSettingsConfigApplicator>(settings, localScheduledChargingComponent);
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
@@ -138,7 +150,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         networkSecretsApplicator,
                                                         backofficeApplicator,
                                                         secrets,
-                                                        scheduledCharging);
+                                                        localScheduledChargingComponent);
     statisticsApi =
         std::make_shared<Resources::CStatisticsApi>(sessionStatisticsComponent, historyStatisticsComponent);
     chargingApi = std::make_unique<Resources::CChargingApi>(settings, currentControl);
@@ -180,6 +192,20 @@ void CWebbackend::CreateStatistics(const std::string& root)
                                                       HistoryMonths,
                                                       HistoryYears);
     historyStatisticsComponent->Init(&Toolbox::GetNtpSyncStatus);
+}
+
+std::shared_ptr<ILocalScheduledChargingComponent>
+CWebbackend::CreateLocalScheduledChargingComponent(const std::string& root)
+{
+    LOG_ENTRY(CWebbackend, "CreateLocalScheduledChargingComponent");
+    const auto schedules = TarnConfig::Create("local_charging_schedules", root);
+    auto manager = std::make_unique<CChargingScheduleManager>(schedules);
+    auto executor = std::make_unique<CScheduleExecutor>(*manager, TimeSyncRetryInterval);
+    executor->SetCurrentLimitCallback([this](std::uint32_t limit)
+                                      { return SetChargingCurrentLimit(*currentControl, limit); });
+    executor->SetClearCurrentLimitCallback([this] { return ClearChargingCurrentLimit(*currentControl); });
+    executor->SetTimeSyncedCallback(&Toolbox::GetNtpSyncStatus);
+    return std::make_shared<CLocalScheduledChargingComponent>(std::move(manager), std::move(executor));
 }
 
 void CWebbackend::Run()
@@ -302,9 +328,19 @@ void CWebbackend::StartComponents()
     {
         settings->Reload();
     }
+    if (localScheduledChargingComponent != nullptr && settings->GetBool("ScheduledChargingEnable", false))
+    {
+        localScheduledChargingComponent->Enable();
+    }
 }
 
 void CWebbackend::StopComponents()
 {
     LOG_ENTRY(CWebbackend, "StopComponents");
+    if (localScheduledChargingComponent != nullptr)
+    {
+        const CCallInterrupter interrupter(
+            *appCommunicationHost, StopGrace, [] {}, [] {});
+        localScheduledChargingComponent->Disable();
+    }
 }

@@ -35,6 +35,7 @@ class CSessionManagerNotificationProxy;
 class CSessionStatisticsComponent;
 class CWebSocketServer;
 class CWebbackendHsmActionHandler;
+class ILocalScheduledChargingComponent;
 
 namespace Resources
 {
@@ -73,6 +74,8 @@ private:
     void ConstructServers(const std::string& root);
     void CreateServiceClients();
     void CreateStatistics(const std::string& root);
+    std::shared_ptr<ILocalScheduledChargingComponent>
+    CreateLocalScheduledChargingComponent(const std::string& root);
 
     /// @param callSeconds     time limit of a call, -1 for none
     /// @param connectSeconds  time limit for reaching the service
@@ -114,6 +117,7 @@ private:
     std::unique_ptr<Resources::CChargingApi> chargingApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<CWebSocketServer> webSocketServer;
+    std::shared_ptr<ILocalScheduledChargingComponent> localScheduledChargingComponent;
     std::shared_ptr<CSessionStatisticsComponent> sessionStatisticsComponent;
     std::shared_ptr<CHistoryStatisticsComponent> historyStatisticsComponent;
     std::shared_ptr<TarnConfig> settings;

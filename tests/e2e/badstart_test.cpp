@@ -79,8 +79,14 @@ TEST_F(BadStart, ListenAddressThatCannotBeHad)
 
 TEST_F(BadStart, EachConfigurationFileThatIsNoJson)
 {
-    for (const std::string name :
-         {"network", "secrets", "rfid_standalone", "ocpp_backoffices", "hwinfo", "fwinfo", "settings"})
+    for (const std::string name : {"network",
+                                   "secrets",
+                                   "rfid_standalone",
+                                   "ocpp_backoffices",
+                                   "hwinfo",
+                                   "fwinfo",
+                                   "settings",
+                                   "local_charging_schedules"})
     {
         const CStationRoot fresh;
         fresh.Write("etc/config/" + name + ".json", "{\n\"Key\": \n");

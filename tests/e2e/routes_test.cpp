@@ -54,7 +54,7 @@ const std::vector<SRoute> Routes{
     {"DELETE", "/config/auth/standalonelist/none", EMode::Both, true, 404, 404},
     {"PATCH", "/config/auth/standalonelist/none", EMode::Both, true, 400, 400},
     {"PUT", "/config/secrets/webifmanagement/puk", EMode::Both, false, 400, 400},
-    {"GET", "/config/scheduledcharging/schedules", EMode::Both, true, 404, 404},
+    {"GET", "/config/scheduledcharging/schedules", EMode::Both, true, 200, 200},
     {"POST", "/config/scheduledcharging/schedules", EMode::Both, true, 400, 400},
     {"GET", "/config/ocpp-backoffice", EMode::Both, true, 200, 200},
     {"POST", "/auth/login", EMode::Dashboard, false, 400, NotThere},

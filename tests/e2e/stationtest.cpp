@@ -55,7 +55,7 @@ void StationTest::StartStationWithManualController()
 void StationTest::StartProcess(const std::vector<std::string>& options)
 {
     std::vector<std::string> command = inStation;
-    command.emplace_back(WEBBACKEND_PROCESS);
+    command.push_back(program);
     command.insert(command.end(), options.begin(), options.end());
     command.insert(command.end(), {"-r", root.Root()});
     process = std::make_unique<CChildProcess>(command);

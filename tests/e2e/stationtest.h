@@ -74,6 +74,9 @@ protected:
     CStationRoot root;
     const CSteeringClient station{SteeringPort};
 
+    /// What StartProcess starts
+    std::string program = WEBBACKEND_PROCESS;
+
     /// What stands before a program on its command line
     std::vector<std::string> inStation;
     std::unique_ptr<CChildProcess> simulator;
