@@ -13,7 +13,7 @@ class Browser:
                          f"--user-data-dir={profile}"):
             options.add_argument(argument)
         self.driver = webdriver.Chrome(options=options)
-        self.driver.set_script_timeout(PATIENCE + 10)
+        self.driver.set_script_timeout(PATIENCE)
         self.driver.get(f"{REST}/auth/status")
 
     def fetch(self, method, path, body=None):
