@@ -1,4 +1,5 @@
-"""A simulated station with the process, in a network of its own, and a headless browser in front of it."""
+"""A simulated station with the process, in a network of its own."""
+import argparse
 import json
 import os
 import pathlib
@@ -11,11 +12,12 @@ import time
 import urllib.error
 import urllib.request
 
-from selenium import webdriver
-
 REST = "http://127.0.0.1:8080"
+EVENTS_ADDRESS = ("127.0.0.1", 8081)
+EVENTS = "ws://%s:%d" % EVENTS_ADDRESS
 STEERING = "http://127.0.0.1:8090"
 PASSWORD = "correct horse"
+PROGRAMS = ("webbackend", "stationsim", "webbackend-passwd")
 PATIENCE = 60
 
 
@@ -26,6 +28,15 @@ def enter_private_network():
         user = [] if os.geteuid() == 0 else ["--user", "--map-root-user"]
         shell = 'ip link set lo up && exec "$@"'
         os.execvp("unshare", ["unshare", *user, "--net", "sh", "-c", shell, "sh", sys.executable, *sys.argv])
+
+
+def arguments(description):
+    """A parser of what every script here is told."""
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--files", type=pathlib.Path, required=True, help="the simulated station's default files")
+    for name in PROGRAMS:
+        parser.add_argument(f"--{name}", required=True)
+    return parser
 
 
 def eventually(condition, text):
@@ -46,13 +57,35 @@ def get(url):
         return answer.read()
 
 
+def steer(path, body):
+    """The simulated station's answer to a steering request."""
+    with urllib.request.urlopen(STEERING + path, json.dumps(body).encode(), PATIENCE) as answer:
+        return json.load(answer)
+
+
+def calls(service, operation, after=0, wait=0):
+    """The calls that have arrived at a service; with wait, at least one if it comes within so many seconds."""
+    query = f"service={service}&operation={operation}&after={after}&wait={wait}"
+    return json.loads(get(f"{STEERING}/calls?{query}"))["Calls"]
+
+
+def await_call(service, operation):
+    if not calls(service, operation, wait=PATIENCE // 2):
+        raise AssertionError(f"no {operation} of {service}")
+
+
+def last_call():
+    return json.loads(get(f"{STEERING}/calls"))["Last"]
+
+
 class Station:
     """The files of a station, and the programs that run on them."""
 
-    def __init__(self, programs, files):
-        self.programs = programs
+    def __init__(self, options):
+        """:param options: what a parser made by arguments() has read"""
+        self.programs = {name: getattr(options, name.replace("-", "_")) for name in PROGRAMS}
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="station"))
-        shutil.copytree(files / "etc", self.root / "etc")
+        shutil.copytree(options.files / "etc", self.root / "etc")
         for directory in ("run", "data/config", "data/log"):
             (self.root / directory).mkdir(parents=True)
         self.set_default("secrets", "WebIfManagementPassword", self.encoded(PASSWORD))
@@ -86,44 +119,11 @@ class Station:
     def stop_process(self):
         self.process.send_signal(signal.SIGINT)
         if self.process.wait(PATIENCE) != 0:
-            raise AssertionError("the process did not end well")
+            log = (self.root / "webbackend.log").read_text()
+            raise AssertionError(f"the process did not end well:\n{log[-20000:]}")
 
     def close(self):
         for program in self.running:
             program.kill()
             program.wait()
         shutil.rmtree(self.root)
-
-
-class Browser:
-    """Chromium on a page of the REST port, which is the origin of its requests."""
-
-    def __init__(self, profile):
-        options = webdriver.ChromeOptions()
-        for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                         f"--user-data-dir={profile}"):
-            options.add_argument(argument)
-        self.driver = webdriver.Chrome(options=options)
-        self.driver.set_script_timeout(PATIENCE)
-        self.driver.get(f"{REST}/auth/status")
-
-    def fetch(self, method, path, body=None):
-        """Status and text of the answer to a request of the page."""
-        return tuple(self.driver.execute_async_script(
-            """
-            const [method, path, body, done] = arguments;
-            const options = {method};
-            if (body !== null) {
-                options.headers = {"Content-Type": "application/json"};
-                options.body = JSON.stringify(body);
-            }
-            fetch(path, options).then(async answer => done([answer.status, await answer.text()]),
-                                      error => done([0, String(error)]));
-            """,
-            method, path, body))
-
-    def cookie(self):
-        return self.driver.get_cookie("sessionid")
-
-    def quit(self):
-        self.driver.quit()

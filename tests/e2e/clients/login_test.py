@@ -1,21 +1,20 @@
 #!/usr/bin/env python3
 """Logging in and out with a real browser."""
-import argparse
 import json
-import pathlib
 import shutil
 import tempfile
 import time
 import unittest
 
 import station as stations
+from browser import Browser
 
 DAY = 24 * 60 * 60
 
 
 class Login(unittest.TestCase):
     def setUp(self):
-        self.station = stations.Station(PROGRAMS, FILES)
+        self.station = stations.Station(OPTIONS)
         self.addCleanup(self.station.close)
         self.station.open()
         self.profile = tempfile.mkdtemp(prefix="browser")
@@ -24,7 +23,7 @@ class Login(unittest.TestCase):
         self.addCleanup(lambda: self.browser.quit())
 
     def start_browser(self):
-        self.browser = stations.Browser(self.profile)
+        self.browser = Browser(self.profile)
 
     def log_in(self, **more):
         body = {"Password": stations.PASSWORD, **more}
@@ -102,12 +101,5 @@ class Login(unittest.TestCase):
 
 if __name__ == "__main__":
     stations.enter_private_network()
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--files", type=pathlib.Path, required=True, help="the simulated station's default files")
-    for name in ("webbackend", "stationsim", "webbackend-passwd"):
-        parser.add_argument(f"--{name}", required=True)
-    options, rest = parser.parse_known_args()
-    PROGRAMS = {name: getattr(options, name.replace("-", "_"))
-                for name in ("webbackend", "stationsim", "webbackend-passwd")}
-    FILES = options.files
+    OPTIONS, rest = stations.arguments(__doc__).parse_known_args()
     unittest.main(argv=["login_test", *rest], verbosity=2)
