@@ -91,16 +91,11 @@ protected:
         const std::time_t noon = now - (hour - 12) * Hour;
         gmtime_r(&noon, &today);
 
-        const char* sanitizer = std::getenv("ASAN_OPTIONS");
-        inStation = {"/usr/bin/env",
-                     zone,
-                     // as the sanitizer wants to be loaded first
-                     std::string("ASAN_OPTIONS=") + (sanitizer ? sanitizer : "") +
-                         ":verify_asan_link_order=0",
-                     "LD_PRELOAD=" WEBBACKEND_TIME_STATUS};
+        program = WEBBACKEND_WITH_CLOCK_STATE;
+        inStation = {"/usr/bin/env", zone, "STATION_CLOCK=" + (root.Path() / "run/synchronised").string()};
     }
 
-    void SynchroniseTime() { inStation.emplace_back("TIME_IS_SYNCHRONISED=yes"); }
+    void SynchroniseTime() const { root.Write("run/synchronised", ""); }
 
     void StartAllAndListen()
     {
