@@ -23,7 +23,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <sstream>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -33,6 +33,28 @@ namespace
 
 using Endpoint = websocketpp::server<websocketpp::config::asio>;
 using Connection = std::weak_ptr<void>;
+using Frame = Endpoint::message_ptr;
+
+/// The frame of a text, ready to be sent to clients of all versions of the protocol but 0. The texts of
+/// messages are ASCII, so there is nothing to check.
+Frame MakeFrame(const std::string& text)
+{
+    using Message = Frame::element_type;
+    namespace frame = websocketpp::frame;
+    const auto message = std::make_shared<Message>(nullptr, frame::opcode::text, text.size());
+    const frame::basic_header header(frame::opcode::text, text.size(), true, false);
+    message->set_header(frame::prepare_header(header, frame::extended_header(text.size())));
+    message->set_payload(text);
+    message->set_prepared(true);
+    return message;
+}
+
+/// Whether the client speaks version 0 of the protocol.
+bool IsOld(const Endpoint::connection_ptr& client)
+{
+    auto request = client->get_request();
+    return websocketpp::processor::get_websocket_version(request) == 0;
+}
 
 constexpr auto Unauthorized = static_cast<websocketpp::close::status::value>(4401);
 constexpr std::chrono::seconds PingPeriod{20};
@@ -43,13 +65,12 @@ constexpr std::size_t MaxWaitingBytes = 1024U * 1024U;
 const std::string ResultType = "result";
 const std::string UnknownTopic = "/unknown";
 
-bool Parse(const std::string& text, Json::Value& root)
+bool Parse(Json::CharReader& reader, const std::string& text, Json::Value& root)
 {
-    std::istringstream stream(text);
     std::string errors;
     try
     {
-        return Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors);
+        return reader.parse(text.data(), text.data() + text.size(), &root, &errors);
     }
     catch (const Json::Exception&)
     {
@@ -137,6 +158,14 @@ private:
     // Touched by the server's thread only; by the one that stops it when that has ended
     Endpoint endpoint;
 
+    // Touched by the server's thread only
+    const std::unique_ptr<Json::CharReader> reader;
+    // the last text that was sent, and its frame, which the next clients share
+    std::shared_ptr<const std::string> frameText;
+    Frame frame;
+    // those who speak version 0 of the protocol, whose frames are others
+    std::set<Connection, std::owner_less<Connection>> oldClients;
+
     // Set by the server's thread, once
     std::atomic<bool> running{false};
 
@@ -155,6 +184,7 @@ CWebSocketServer::CImplementation::CImplementation(unsigned short port,
                                                    std::shared_ptr<IAuthorization> authorization)
     : port(port)
     , authorization(std::move(authorization))
+    , reader(Json::CharReaderBuilder().newCharReader())
 {
     endpoint.set_access_channels(websocketpp::log::alevel::all);
     endpoint.clear_access_channels(websocketpp::log::alevel::frame_payload);
@@ -203,16 +233,24 @@ void CWebSocketServer::CImplementation::Respond(const Connection& connection, CM
 {
     LOG_ENTRY(CWebSocketServer, "Respond");
     SOutgoing next{connection, message.Text()};
-    const std::lock_guard lock(mutex);
-    if (!serving)
     {
-        return;
+        const std::lock_guard lock(mutex);
+        if (!serving)
+        {
+            return;
+        }
+        // behind those that wait, or the order would be lost
+        if (servingThread != std::this_thread::get_id() || !outgoing.empty())
+        {
+            outgoing.push_back(std::move(next));
+            if (outgoing.size() == 1)
+            {
+                asio::post(endpoint.get_io_service(), [this] { SendOutgoing(); });
+            }
+            return;
+        }
     }
-    outgoing.push_back(std::move(next));
-    if (outgoing.size() == 1)
-    {
-        asio::post(endpoint.get_io_service(), [this] { SendOutgoing(); });
-    }
+    Send(next);
 }
 
 void CWebSocketServer::CImplementation::Serve()
@@ -311,6 +349,10 @@ bool CWebSocketServer::CImplementation::IsServing()
 void CWebSocketServer::CImplementation::OnOpen(const Connection& connection)
 {
     LOG_ENTRY(CWebSocketServer, "OnOpen");
+    if (IsOld(endpoint.get_con_from_hdl(connection)))
+    {
+        oldClients.insert(connection);
+    }
     if (std::optional<std::string> session = Authorize(connection))
     {
         const std::lock_guard lock(mutex);
@@ -367,6 +409,7 @@ void CWebSocketServer::CImplementation::OnClose(const Connection& connection)
     {
         topic.second->RemoveConnection(connection);
     }
+    oldClients.erase(connection);
     const std::lock_guard lock(mutex);
     sessions.erase(connection);
 }
@@ -392,7 +435,7 @@ void CWebSocketServer::CImplementation::OnMessage(const Connection& connection,
         return;
     }
     Json::Value parsed;
-    if (!Parse(message->get_payload(), parsed))
+    if (!Parse(*reader, message->get_payload(), parsed))
     {
         RespondError(connection, UnknownTopic, "", "Could not parse request");
         return;
@@ -511,7 +554,17 @@ void CWebSocketServer::CImplementation::Send(const SOutgoing& message)
             client->close(websocketpp::close::status::policy_violation, "Too slow");
             return;
         }
-        endpoint.send(message.connection, *message.text, websocketpp::frame::opcode::text);
+        if (oldClients.count(message.connection) > 0)
+        {
+            endpoint.send(message.connection, *message.text, websocketpp::frame::opcode::text);
+            return;
+        }
+        if (message.text != frameText)
+        {
+            frame = MakeFrame(*message.text);
+            frameText = message.text;
+        }
+        endpoint.send(message.connection, frame);
     }
     catch (const websocketpp::exception& error)
     {
