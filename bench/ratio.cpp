@@ -29,13 +29,13 @@ double PerSecond(const std::function<void()>& operation)
     return operations / std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+} // namespace
+
 double Median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
 }
-
-} // namespace
 
 SRatio MeasureRatio(const std::function<void()>& ours, const std::function<void()>& bare)
 {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 /// Two ways of doing the same thing, measured alternately so that what else the machine does falls on both.
 struct SRatio
@@ -15,5 +16,7 @@ struct SRatio
 
 /// @param ours, bare  one operation each
 SRatio MeasureRatio(const std::function<void()>& ours, const std::function<void()>& bare);
+
+double Median(std::vector<double> values);
 
 void Print(const std::string& name, const SRatio& result);

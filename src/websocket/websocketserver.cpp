@@ -24,7 +24,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <sstream>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -34,6 +34,28 @@ namespace
 
 using Endpoint = websocketpp::server<websocketpp::config::asio>;
 using Connection = std::weak_ptr<void>;
+using Frame = Endpoint::message_ptr;
+
+/// The frame of a text, ready to be sent to clients of all versions of the protocol but 0. The texts of
+/// messages are ASCII, so there is nothing to check.
+Frame MakeFrame(const std::string& text)
+{
+    using Message = Frame::element_type;
+    namespace frame = websocketpp::frame;
+    const auto message = std::make_shared<Message>(nullptr, frame::opcode::text, text.size());
+    const frame::basic_header header(frame::opcode::text, text.size(), true, false);
+    message->set_header(frame::prepare_header(header, frame::extended_header(text.size())));
+    message->set_payload(text);
+    message->set_prepared(true);
+    return message;
+}
+
+/// Whether the client speaks version 0 of the protocol.
+bool IsOld(const Endpoint::connection_ptr& client)
+{
+    auto request = client->get_request();
+    return websocketpp::processor::get_websocket_version(request) == 0;
+}
 
 constexpr auto Unauthorized = static_cast<websocketpp::close::status::value>(4401);
 constexpr std::chrono::seconds PingPeriod{20};
@@ -44,13 +66,12 @@ constexpr std::size_t MaxWaitingBytes = 1024U * 1024U;
 const std::string ResultType = "result";
 const std::string UnknownTopic = "/unknown";
 
-bool Parse(const std::string& text, Json::Value& root)
+bool Parse(Json::CharReader& reader, const std::string& text, Json::Value& root)
 {
-    std::istringstream stream(text);
     std::string errors;
     try
     {
-        return Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors);
+        return reader.parse(text.data(), text.data() + text.size(), &root, &errors);
     }
     catch (const Json::Exception&)
     {
@@ -136,6 +157,14 @@ private:
     // tasks in its queue
     Endpoint endpoint;
 
+    // Touched by the server's thread only
+    const std::unique_ptr<Json::CharReader> reader;
+    // the last text that was sent, and its frame, which the next clients share
+    std::shared_ptr<const std::string> frameText;
+    Frame frame;
+    // those who speak version 0 of the protocol, whose frames are others
+    std::set<Connection, std::owner_less<Connection>> oldClients;
+
     // Set by the server's thread, once
     std::atomic<bool> running{false};
 
@@ -145,6 +174,7 @@ private:
     // Guarded by mutex
     std::map<Connection, std::string, std::owner_less<Connection>> sessions;
     std::vector<SOutgoing> outgoing;
+    std::thread::id servingThread;
     bool serving = false;
     bool ending = false;
 };
@@ -153,6 +183,7 @@ CWebSocketServer::CImplementation::CImplementation(unsigned short port,
                                                    std::shared_ptr<IAuthorization> authorization)
     : port(port)
     , authorization(std::move(authorization))
+    , reader(Json::CharReaderBuilder().newCharReader())
 {
     endpoint.set_access_channels(websocketpp::log::alevel::all);
     endpoint.clear_access_channels(websocketpp::log::alevel::frame_payload);
@@ -200,16 +231,24 @@ void CWebSocketServer::CImplementation::Respond(const Connection& connection, CM
 {
     LOG_ENTRY(CWebSocketServer, "Respond");
     SOutgoing next{connection, message.Text()};
-    const std::lock_guard lock(mutex);
-    if (!serving)
     {
-        return;
+        const std::lock_guard lock(mutex);
+        if (!serving)
+        {
+            return;
+        }
+        // behind those that wait, or the order would be lost
+        if (servingThread != std::this_thread::get_id() || !outgoing.empty())
+        {
+            if (outgoing.empty())
+            {
+                asio::post(endpoint.get_io_service(), [this] { SendOutgoing(); });
+            }
+            outgoing.push_back(std::move(next));
+            return;
+        }
     }
-    if (outgoing.empty())
-    {
-        asio::post(endpoint.get_io_service(), [this] { SendOutgoing(); });
-    }
-    outgoing.push_back(std::move(next));
+    Send(next);
 }
 
 void CWebSocketServer::CImplementation::Serve()
@@ -221,6 +260,7 @@ void CWebSocketServer::CImplementation::Serve()
     {
         const std::lock_guard lock(mutex);
         serving = true;
+        servingThread = std::this_thread::get_id();
         endsAtOnce = ending;
     }
     if (endsAtOnce)
@@ -303,6 +343,10 @@ void CWebSocketServer::CImplementation::End()
 void CWebSocketServer::CImplementation::OnOpen(const Connection& connection)
 {
     LOG_ENTRY(CWebSocketServer, "OnOpen");
+    if (IsOld(endpoint.get_con_from_hdl(connection)))
+    {
+        oldClients.insert(connection);
+    }
     if (std::optional<std::string> session = Authorize(connection))
     {
         const std::lock_guard lock(mutex);
@@ -359,6 +403,7 @@ void CWebSocketServer::CImplementation::OnClose(const Connection& connection)
     {
         topic.second->RemoveConnection(connection);
     }
+    oldClients.erase(connection);
     const std::lock_guard lock(mutex);
     sessions.erase(connection);
 }
@@ -384,7 +429,7 @@ void CWebSocketServer::CImplementation::OnMessage(const Connection& connection,
         return;
     }
     Json::Value parsed;
-    if (!Parse(message->get_payload(), parsed))
+    if (!Parse(*reader, message->get_payload(), parsed))
     {
         RespondError(connection, UnknownTopic, "", "Could not parse request");
         return;
@@ -503,7 +548,17 @@ void CWebSocketServer::CImplementation::Send(const SOutgoing& message)
             client->close(websocketpp::close::status::policy_violation, "Too slow");
             return;
         }
-        endpoint.send(message.connection, *message.text, websocketpp::frame::opcode::text);
+        if (oldClients.count(message.connection) > 0)
+        {
+            endpoint.send(message.connection, *message.text, websocketpp::frame::opcode::text);
+            return;
+        }
+        if (message.text != frameText)
+        {
+            frame = MakeFrame(*message.text);
+            frameText = message.text;
+        }
+        endpoint.send(message.connection, frame);
     }
     catch (const websocketpp::exception& error)
     {

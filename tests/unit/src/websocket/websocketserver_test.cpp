@@ -4,6 +4,7 @@
 
 #include "platform/worker/worker.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -47,6 +48,12 @@ constexpr int UnauthorizedCode = 4401;
 const std::string Topic = "/news";
 const std::string Handshake = "GET / HTTP/1.1\r\nHost: x\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
                               "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+
+/// Of version 0 of the protocol, with the eight bytes behind it.
+const std::string OldHandshake =
+    "GET / HTTP/1.1\r\nHost: x\r\nConnection: Upgrade\r\nUpgrade: WebSocket\r\nOrigin: http://x\r\n"
+    "Sec-WebSocket-Key1: 18x 6]8vM;54 *(5:  {   U1]8  z [  8\r\n"
+    "Sec-WebSocket-Key2: 1_ tx7X d  <  nf  334J702) 7]o}` 0\r\n\r\nTm[K T2u";
 
 HttpHeaders Cookie(const std::string& value)
 {
@@ -286,6 +293,51 @@ TEST_F(WebSocketActions, EventIsAStyledTextOfItsThreeMembers)
     client.Subscribe(Topic);
     topic->Broadcast(1);
     EXPECT_EQ(client.Receive(), "{\n\t\"data\" : 1,\n\t\"topic\" : \"/news\",\n\t\"type\" : \"event\"\n}\n");
+}
+
+TEST_F(WebSocketActions, ClientOfVersion0HearsFramesOfItsVersion)
+{
+    Start();
+    CWebSocketClient before(Port);
+    before.Subscribe(Topic);
+    CRawHttp client(Port);
+    client.Send(OldHandshake);
+    std::string received = client.ReceiveSome();
+    while (received.find("fQJ,fN/4F4!~K~MH") == std::string::npos)
+    {
+        received += client.ReceiveSome();
+    }
+    client.Send(std::string(1, '\0') + R"({"topic": "/news", "action": "subscribe"})" + "\xff");
+    AwaitSubscribers(2);
+    CWebSocketClient after(Port);
+    after.Subscribe(Topic);
+
+    topic->Broadcast(1);
+    const std::string event = "{\n\t\"data\" : 1,\n\t\"topic\" : \"/news\",\n\t\"type\" : \"event\"\n}\n";
+    EXPECT_EQ(before.Receive(), event);
+    EXPECT_EQ(after.Receive(), event);
+    received.clear();
+    while (std::count(received.begin(), received.end(), '\xff') < 2)
+    {
+        received += client.ReceiveSome();
+    }
+    EXPECT_THAT(received,
+                StartsWith(std::string(1, '\0') + "{\n\t\"data\" : \n\t{\n\t\t\"action\" : \"subscribe\""));
+    EXPECT_THAT(received, testing::EndsWith(std::string("\xff\0", 2) + event + "\xff"));
+}
+
+TEST_F(WebSocketActions, ReplyStaysBehindWhatAnotherThreadHasBroadcast)
+{
+    Start();
+    topic->OnSubscribe = [this](const ITopic::Reply& reply)
+    {
+        std::thread([this] { topic->Broadcast("first"); }).join();
+        reply("second");
+    };
+    CWebSocketClient client(Port);
+    client.Subscribe(Topic);
+    EXPECT_EQ(client.ReceiveJson(), WebSocketEvent(Topic, "first"));
+    EXPECT_EQ(client.ReceiveJson(), WebSocketEvent(Topic, "second"));
 }
 
 TEST_F(WebSocketActions, UnsubscribedClientHearsNoMore)
