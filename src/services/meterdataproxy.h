@@ -8,7 +8,7 @@
 #include <mutex>
 #include <string>
 
-/// Stands before the meter service, which it reads successfully no more than once in a given time, however many
+/// Stands before the meter service, of which it gets no more than one reading in a given time, however many
 /// ask.
 ///
 /// The other operations of the interface are answered here, as the service's client answers them: a result of
