@@ -1,6 +1,10 @@
 #include <signal.h>
 
+#include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
 #include <memory>
 #include <set>
 #include <string>
@@ -35,9 +39,28 @@ double SecondsOfTheDay(const Json::Value& call)
            std::stod(time.substr(17));
 }
 
+/// How long a load lasts; WEBBACKEND_LOAD_SECONDS makes it longer.
+std::chrono::seconds LoadTime()
+{
+    const char* seconds = std::getenv("WEBBACKEND_LOAD_SECONDS");
+    return std::chrono::seconds(seconds != nullptr ? std::stoi(seconds) : 1);
+}
+
 class Events : public StationTest
 {
 protected:
+    long ResidentKilobytes() const
+    {
+        std::ifstream status("/proc/" + std::to_string(process->Id()) + "/status");
+        std::string word;
+        while (status >> word && word != "VmRSS:")
+        {
+        }
+        long kilobytes = 0;
+        status >> kilobytes;
+        return kilobytes;
+    }
+
     /// Up to "Enabled", with everything that the process subscribes to.
     void Start()
     {
@@ -398,4 +421,47 @@ TEST_F(Events, OfABusyPortEndTheProcess)
     StartProcess();
     EXPECT_EQ(process->AwaitEnd().signal, SIGABRT);
     EXPECT_THAT(process->Errors(), HasSubstr("websocketpp::exception"));
+}
+
+TEST_F(Events, ReachAllOthersWhileAClientDoesNotRead)
+{
+    Start();
+    CRawHttp sleeper(WebSocketPort);
+    sleeper.Send("GET / HTTP/1.1\r\nHost: x\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+                 "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+                 "Cookie: sessionid=" +
+                 SessionKey + "\r\n\r\n");
+    EXPECT_THAT(sleeper.ReceiveSome(), HasSubstr("101"));
+    const std::string request = R"({"action":"subscribe","topic":"/rfid/tokenfound"})";
+    sleeper.Send(std::string("\x81") + static_cast<char>(0x80U | request.size()) + std::string(4, '\0') +
+                 request);
+    station.AwaitCall("Rfid", "SetTokenReport");
+    std::vector<std::unique_ptr<CWebSocketClient>> clients;
+    for (int number = 0; number < 10; ++number)
+    {
+        clients.push_back(Connect());
+        clients.back()->Subscribe(Rfid);
+    }
+    const std::string token(1000, 'A');
+    Json::Value data;
+    data["tokenId"] = token;
+    const long before = ResidentKilobytes();
+    const auto end = std::chrono::steady_clock::now() + LoadTime();
+    int events = 0;
+    do
+    {
+        station.Post("/rfid", R"({"Token": ")" + token + "\"}");
+        ++events;
+        for (const auto& client : clients)
+        {
+            ASSERT_EQ(client->ReceiveJson(), WebSocketEvent(Rfid, data));
+        }
+    } while (std::chrono::steady_clock::now() < end);
+    const long growth = ResidentKilobytes() - before;
+    std::cout << events << " events of " << token.size() << " bytes, " << growth << " KiB of growth"
+              << std::endl;
+    // What may wait for one client, with room for the allocator. Sanitizers keep what was freed for a while.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(growth, 8 * 1024);
+#endif
 }
