@@ -96,8 +96,13 @@ CChargingScheduleManager::CChargingScheduleManager(std::shared_ptr<TarnConfig> c
 void CChargingScheduleManager::Init()
 {
     const std::lock_guard lock(mutex);
-    schedule = DefaultSchedule();
     LOG_INFO("Loading local charging schedule");
+    Load();
+}
+
+void CChargingScheduleManager::Load()
+{
+    schedule = DefaultSchedule();
     for (const std::string& key : config->GetKeys())
     {
         LOG_DEBUG("Loading schedule for {}", key);
@@ -126,13 +131,22 @@ bool CChargingScheduleManager::ValidateSchedule(const Json::Value& schedule)
 void CChargingScheduleManager::WriteSchedule(const Json::Value& schedule)
 {
     const std::lock_guard lock(mutex);
-    config->Clear();
-    this->schedule = DefaultSchedule();
-    for (const std::string& name : schedule.getMemberNames())
+    try
     {
-        Day day = ConvertSchedule(schedule[name]);
-        config->SetValue(name, schedule[name]);
-        this->schedule[NumberOf(name)] = std::move(day);
+        config->Clear();
+        this->schedule = DefaultSchedule();
+        for (const std::string& name : schedule.getMemberNames())
+        {
+            Day day = ConvertSchedule(schedule[name]);
+            config->SetValue(name, schedule[name]);
+            this->schedule[NumberOf(name)] = std::move(day);
+        }
+    }
+    catch (const std::exception&)
+    {
+        // a write that failed may have changed the file all the same
+        Load();
+        throw;
     }
     LOG_INFO("Local charging schedule is updated.");
 }

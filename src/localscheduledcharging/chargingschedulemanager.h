@@ -71,6 +71,9 @@ public:
     std::uint32_t GetCurrentLimit(std::chrono::system_clock::time_point now) override;
 
 private:
+    /// Takes the schedule from the file. The caller holds the mutex.
+    void Load();
+
     /// Limits in mA by their start in seconds since midnight.
     using Day = std::map<std::uint32_t, std::uint32_t>;
 

@@ -16,6 +16,7 @@ void CPlannedCall::Plan(const std::function<void()>& function,
     if (!hasEnded)
     {
         earlier = std::exchange(call, worker->AddCall(function, worker->Now() + delay, period));
+        ++planNumber;
     }
 }
 
@@ -24,6 +25,22 @@ void CPlannedCall::Cancel()
     std::shared_ptr<CWorkerCall> cancelled;
     const std::lock_guard lock(mutex);
     cancelled.swap(call);
+}
+
+void CPlannedCall::Cancel(std::uint64_t cancelledNumber)
+{
+    std::shared_ptr<CWorkerCall> cancelled;
+    const std::lock_guard lock(mutex);
+    if (planNumber == cancelledNumber)
+    {
+        cancelled.swap(call);
+    }
+}
+
+std::uint64_t CPlannedCall::PlanNumber() const
+{
+    const std::lock_guard lock(mutex);
+    return planNumber;
 }
 
 bool CPlannedCall::IsPlanned() const

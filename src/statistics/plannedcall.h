@@ -3,6 +3,7 @@
 #include "platform/worker/worker.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -24,6 +25,12 @@ public:
     /// Cancels the call, if there is one. A run under way finishes, and isn't waited for.
     void Cancel();
 
+    /// The same, unless another call than the given one has been planned.
+    void Cancel(std::uint64_t cancelledNumber);
+
+    /// Which plan stands: counts on with each.
+    std::uint64_t PlanNumber() const;
+
     /// Whether there is a call that was not cancelled. A single one counts also after its run.
     bool IsPlanned() const;
 
@@ -39,5 +46,6 @@ private:
 
     // Guarded by mutex
     std::shared_ptr<CWorkerCall> call;
+    std::uint64_t planNumber = 0;
     bool hasEnded = false;
 };

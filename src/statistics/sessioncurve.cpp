@@ -130,10 +130,13 @@ bool CSessionCurve::IsPointComplete() const
 void CSessionCurve::UpdateInstantPowerBuffer()
 {
     LOG_ENTRY(CSessionStatisticsComponent, "UpdateInstantPowerBuffer");
+    // before the look at the buffer: a charge that begins behind that look empties it and plans anew
+    const std::uint64_t plan = periodicCall.PlanNumber();
     switch (AppendPoint(UtcText(clock())))
     {
     case EUpdate::BufferFull:
-        StopPeriodicUpdate();
+        LOG_ENTRY(CSessionStatisticsComponent, "StopPeriodicUpdate");
+        periodicCall.Cancel(plan);
         break;
     case EUpdate::NothingPolled:
         LOG_TRACE("No meter polls since last buffer update");

@@ -2,7 +2,7 @@
 /// last months and years.
 ///
 /// Both components learn from the session manager when a charge starts and ends, and read the meter then and
-/// while it lasts. They work from construction on, whether the servers run or not.
+/// while it lasts. They work from construction on, the history from Init on, whether the servers run or not.
 #pragma once
 
 #include "src/services/sessionmanagernotificationproxy.h"

@@ -205,6 +205,30 @@ TEST_F(Schedule, IsAppliedWhileTheProcessIsEnabled)
     ExpectCleanEnd();
 }
 
+TEST_F(Schedule, IsAppliedAgainByAnEnableThatFails)
+{
+    root.SetDefault("settings", "ScheduledChargingEnable", true);
+    StartStationWithManualController();
+    StartProcess();
+    station.AwaitProcessState(ReportUninitialized);
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    EXPECT_EQ(Control("enable"), 0);
+    AwaitLimit(0);
+    station.AwaitProcessState(ReportEnabled);
+    EXPECT_EQ(Control("disable"), 0);
+    AwaitClearing(0);
+    station.AwaitProcessState(ReportDisabled);
+    const std::uint64_t before = station.LastCall();
+
+    StartRestServerAgain();
+
+    AwaitLimit(before);
+    ExpectCleanEnd();
+    // nothing but the end of "Enabled" stops it in order
+    EXPECT_TRUE(station.Calls("CurrentControl", "ClearLimit", before).empty());
+}
+
 TEST_F(Schedule, LimitIsClearedWhenTheProcessEnds)
 {
     root.SetDefault("settings", "ScheduledChargingEnable", true);

@@ -559,6 +559,28 @@ TEST_F(ChargingSchedule, ScheduleInForceIsTheFilesAfterAFailure)
     }
 }
 
+TEST_F(ChargingSchedule, ScheduleInForceIsTheFilesWhenOnlyItsSafetyIsInDoubt)
+{
+    const std::string present = R"({"Sunday":[{"CurrentLimit":6000,"StartTime":0}]})";
+    const std::string next = R"({"Friday":[{"CurrentLimit":7000,"StartTime":0}]})";
+    // each write syncs the file and then its directory
+    for (const auto& [failingSync, left] : {std::pair(2, std::string("{}")), std::pair(4, next)})
+    {
+        files.Write(File, present);
+        const auto disk = std::make_shared<CFaultyFileSystem>();
+        config = std::make_shared<TarnConfig>(
+            File, files.Root(), TarnConfig::EAccess::Writable, TarnConfig::ChangeCallback(), disk);
+        manager = std::make_unique<CChargingScheduleManager>(config);
+        manager->Init();
+        disk->Fail(CFaultyFileSystem::EStep::Sync, failingSync, EIO);
+
+        EXPECT_THROW(Write(next), std::runtime_error);
+
+        EXPECT_EQ(files.Stored(File), left) << failingSync;
+        EXPECT_EQ(InForce(), WithDefaults(Parse(left))) << failingSync;
+    }
+}
+
 TEST_F(ChargingSchedule, DayMayHaveAHundredThousandSegments)
 {
     constexpr unsigned count = 100000;

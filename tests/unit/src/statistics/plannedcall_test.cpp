@@ -69,6 +69,22 @@ TEST_F(PlannedCall, DoesNotRunOnceCancelled)
     EXPECT_FALSE(call.IsPlanned());
 }
 
+TEST_F(PlannedCall, OutlivesTheCancellationOfAnEarlierOne)
+{
+    CPlannedCall call(worker);
+    call.Plan([this] { ++runs; }, 10s, 10s);
+    const std::uint64_t earlier = call.PlanNumber();
+    call.Plan([this] { ++runs; }, 10s, 10s);
+
+    call.Cancel(earlier);
+    clock->Advance(10s);
+    EXPECT_EQ(runs, 1);
+
+    call.Cancel(call.PlanNumber());
+    clock->Advance(60s);
+    EXPECT_EQ(runs, 1);
+}
+
 TEST_F(PlannedCall, MayPlanItsOwnSuccessor)
 {
     CPlannedCall call(worker);
