@@ -368,6 +368,23 @@ TEST_F(Events, GoOnForThoseWhoStayWhileTheProcessIsDisabled)
     EXPECT_EQ(client->ReceiveJson()["topic"], Firmware);
 }
 
+TEST_F(Events, OfTheTimeBeforeTheStartAreShownToTheFirstSubscriber)
+{
+    StartStationWithManualController();
+    StartProcess();
+    station.AwaitProcessState(ReportUninitialized);
+    station.AwaitCall("BoardControl", "SubscribeFirmwareUpdateStatus");
+    station.Post("/firmware", R"({"Status": 2})");
+    ASSERT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    ASSERT_EQ(Control("enable"), 0);
+    AwaitListener(WebSocketPort);
+    const auto client = Connect();
+    client->Subscribe(Firmware);
+    // as the first event, or as one that was on its way
+    EXPECT_EQ(client->ReceiveJson()["topic"], Firmware);
+}
+
 TEST_F(Events, HoldTheEndUpUntilTheLastListenerLeaves)
 {
     StartStation();

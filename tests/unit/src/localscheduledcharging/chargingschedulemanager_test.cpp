@@ -22,9 +22,9 @@
 #include "tests/support/capturedlog.h"
 #include "tests/support/configfiles.h"
 #include "tests/support/runtogether.h"
+#include "tests/support/timezone.h"
 #include "tests/unit/platform/config/faultyfilesystem.h"
 #include "tests/unit/src/localscheduledcharging/schedules.h"
-#include "tests/unit/src/localscheduledcharging/timezone.h"
 
 using testing::ElementsAre;
 

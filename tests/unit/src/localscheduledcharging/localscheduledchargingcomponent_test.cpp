@@ -21,8 +21,8 @@
 #include "tests/support/eventually.h"
 #include "tests/support/manualclock.h"
 #include "tests/support/manualsystemclock.h"
+#include "tests/support/timezone.h"
 #include "tests/unit/src/localscheduledcharging/schedules.h"
-#include "tests/unit/src/localscheduledcharging/timezone.h"
 
 using std::chrono::seconds;
 using testing::ElementsAre;

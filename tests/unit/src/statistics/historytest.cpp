@@ -1,7 +1,5 @@
 #include "tests/unit/src/statistics/historytest.h"
 
-#include <stdlib.h>
-
 #include <ctime>
 
 namespace
@@ -21,18 +19,6 @@ std::map<int, std::int64_t> Filled(const Json::Value& energy)
 }
 
 } // namespace
-
-CTimeZone::CTimeZone(const char* rules)
-{
-    setenv("TZ", rules, 1);
-    tzset();
-}
-
-CTimeZone::~CTimeZone()
-{
-    unsetenv("TZ");
-    tzset();
-}
 
 // Europe/Amsterdam, which the host may not know
 HistoryTest::HistoryTest()

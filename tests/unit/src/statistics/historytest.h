@@ -13,20 +13,8 @@
 #include <string>
 
 #include "tests/support/configfiles.h"
+#include "tests/support/timezone.h"
 #include "tests/unit/src/statistics/chargetest.h"
-
-/// The process's time zone, for as long as the object lives.
-class CTimeZone
-{
-public:
-    /// @param rules  as TZ takes them
-    explicit CTimeZone(const char* rules);
-    ~CTimeZone();
-    CTimeZone(const CTimeZone&) = delete;
-    CTimeZone& operator=(const CTimeZone&) = delete;
-    CTimeZone(CTimeZone&&) = delete;
-    CTimeZone& operator=(CTimeZone&&) = delete;
-};
 
 /// The history of a station in Amsterdam, over a file of its own, from noon on the 1st of May 2024 on.
 class HistoryTest : private CTimeZone, public ChargeTest
