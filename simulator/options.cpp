@@ -19,7 +19,8 @@ enum EOption
     SteerPort,
     LogDirectory,
     Package,
-    ManualController
+    ManualController,
+    TimeFactor
 };
 
 constexpr std::array LongOptions{option{"root", required_argument, nullptr, 'r'},
@@ -28,20 +29,33 @@ constexpr std::array LongOptions{option{"root", required_argument, nullptr, 'r'}
                                  option{"log-dir", required_argument, nullptr, LogDirectory},
                                  option{"package", required_argument, nullptr, Package},
                                  option{"manual-controller", no_argument, nullptr, ManualController},
+                                 option{"time-factor", required_argument, nullptr, TimeFactor},
                                  option{"verbose", no_argument, nullptr, 'v'},
                                  option{"help", no_argument, nullptr, 'h'},
                                  option{nullptr, 0, nullptr, 0}};
 
-std::uint16_t ParsePort(const char* text)
+/// @param what  that the text isn't, if it isn't
+template <class Number>
+Number ParseNumber(const char* text, const char* what)
 {
-    std::uint16_t port = 0;
+    Number number = 0;
     const char* const end = text + std::strlen(text);
-    const auto result = std::from_chars(text, end, port);
+    const auto result = std::from_chars(text, end, number);
     if (result.ec != std::errc() || result.ptr != end)
     {
-        throw std::runtime_error(std::string("no port: ") + text);
+        throw std::runtime_error(std::string("no ") + what + ": " + text);
     }
-    return port;
+    return number;
+}
+
+std::int32_t ParseTimeFactor(const char* text)
+{
+    const auto factor = ParseNumber<std::int32_t>(text, "time factor");
+    if (factor < 0 || factor > GreatestTimeFactor)
+    {
+        throw std::runtime_error(std::string("no time factor: ") + text);
+    }
+    return factor;
 }
 
 void Take(int found, SOptions& options)
@@ -55,7 +69,7 @@ void Take(int found, SOptions& options)
         options.simulator.script = optarg;
         break;
     case SteerPort:
-        options.simulator.steerPort = ParsePort(optarg);
+        options.simulator.steerPort = ParseNumber<std::uint16_t>(optarg, "port");
         break;
     case LogDirectory:
         options.simulator.logDirectory = optarg;
@@ -65,6 +79,9 @@ void Take(int found, SOptions& options)
         break;
     case ManualController:
         options.simulator.hasManualController = true;
+        break;
+    case TimeFactor:
+        options.simulator.timeFactor = ParseTimeFactor(optarg);
         break;
     case 'v':
         options.isVerbose = true;
@@ -87,6 +104,7 @@ const char* const UsageText =
     "  --log-dir DIR        of the freeze frames; ROOT/data/log\n"
     "  --package FILE       the firmware package; /tmp/update/package.swu\n"
     "  --manual-controller  the controller waits for the steering\n"
+    "  --time-factor N      how much faster than real time the meter counts, 0 to 86400; 1\n"
     "  -v, --verbose        log every call and steering request\n"
     "  -h, --help           this text\n";
 

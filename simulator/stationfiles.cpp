@@ -92,6 +92,30 @@ std::string CStationFiles::WriteFreezeFrame(Json::Value frame) const
     }
 }
 
+bool CStationFiles::IsTimeSynchronised() const
+{
+    return std::filesystem::exists(SynchronisedFile());
+}
+
+void CStationFiles::SetTimeSynchronised(bool isSynchronised) const
+{
+    const std::filesystem::path file = SynchronisedFile();
+    if (isSynchronised)
+    {
+        std::filesystem::create_directories(file.parent_path());
+        WriteFile(file, "");
+    }
+    else
+    {
+        std::filesystem::remove(file);
+    }
+}
+
+std::filesystem::path CStationFiles::SynchronisedFile() const
+{
+    return root / "run/synchronised";
+}
+
 Json::Value CStationFiles::ReadConfig(const std::string& name) const
 {
     const auto config = TarnConfig::Create(name, root.string() + "/");

@@ -37,7 +37,13 @@ public:
     /// @return the file's path, empty if it could not be written
     std::string WriteFreezeFrame(Json::Value frame) const;
 
+    /// Whether the station has the time from a server: the file run/synchronised, for processes that look.
+    /// SetTimeSynchronised throws std::runtime_error if the file can't be made.
+    bool IsTimeSynchronised() const;
+    void SetTimeSynchronised(bool isSynchronised) const;
+
 private:
+    std::filesystem::path SynchronisedFile() const;
     Json::Value ReadConfig(const std::string& name) const;
 
     // Constant after construction

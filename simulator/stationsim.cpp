@@ -51,6 +51,7 @@ CStationSim::CStationSim(const SSimulatorSettings& settings)
     {
         controller->SetMode(CController::EMode::Manual);
     }
+    station.charging->SetTimeFactor(settings.timeFactor);
     AddRoutes();
     if (settings.script)
     {

@@ -42,6 +42,8 @@ struct SSimulatorSettings
     std::filesystem::path firmwarePackage = "/tmp/update/package.swu";
     /// whether the controller leaves the process alone until it is told otherwise
     bool hasManualController = false;
+    /// how much faster than real time the meter counts, up to GreatestTimeFactor
+    std::int32_t timeFactor = 1;
     /// before the controller enables a process that reported an error
     std::chrono::milliseconds recoveryPause{1000};
 };

@@ -88,6 +88,24 @@ ipc::MMeterData CCharging::MeterData()
     return meter.Read(now());
 }
 
+void CCharging::SetTimeFactor(std::int32_t factor)
+{
+    const std::lock_guard lock(mutex);
+    meter.SetTimeFactor(factor, now());
+}
+
+std::int32_t CCharging::TimeFactor() const
+{
+    const std::lock_guard lock(mutex);
+    return meter.TimeFactor();
+}
+
+void CCharging::SkipTime(std::chrono::seconds duration)
+{
+    const std::lock_guard lock(mutex);
+    meter.SkipTime(duration, now());
+}
+
 bool CCharging::SetLimit(int source, std::uint32_t milliamperes)
 {
     const std::lock_guard lock(mutex);

@@ -7,6 +7,7 @@
 
 #include <json/value.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -38,6 +39,11 @@ public:
     void SetDemand(std::vector<std::int32_t> watts);
     void SetTotalEnergy(std::int64_t wattHours);
     ipc::MMeterData MeterData();
+
+    /// As the meter's.
+    void SetTimeFactor(std::int32_t factor);
+    std::int32_t TimeFactor() const;
+    void SkipTime(std::chrono::seconds duration);
 
     /// @param source number of ipc::ECurrentControlSource
     /// @return false, and nothing changed, for a source that can't be set

@@ -18,6 +18,18 @@ CMeter::CMeter(TimePoint start)
 {
 }
 
+void CMeter::SetTimeFactor(std::int32_t factor, TimePoint now)
+{
+    Advance(now);
+    timeFactor = factor;
+}
+
+void CMeter::SkipTime(std::chrono::seconds duration, TimePoint now)
+{
+    Advance(now);
+    Count(duration);
+}
+
 void CMeter::SetPower(std::vector<std::int32_t> watts, TimePoint now)
 {
     Advance(now);
@@ -60,16 +72,19 @@ ipc::MMeterData CMeter::Read(TimePoint now)
 
 void CMeter::Advance(TimePoint now)
 {
+    // by whole milliseconds only, so that frequent readings lose nothing
+    const auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(now - lastAdvance);
+    lastAdvance += duration;
+    Count(duration * timeFactor);
+}
+
+void CMeter::Count(std::chrono::milliseconds duration)
+{
     const std::int64_t watts = std::accumulate(power.begin(), power.end(), std::int64_t{0});
     // whole hours apart, so that no power that fits the message leaves the range of 64 bits
-    const auto hours = std::chrono::duration_cast<std::chrono::hours>(now - lastAdvance);
-    lastAdvance += hours;
+    const auto hours = std::chrono::duration_cast<std::chrono::hours>(duration);
     totalEnergy += watts * hours.count();
-
-    // by whole milliseconds only, so that frequent readings lose nothing
-    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(now - lastAdvance);
-    lastAdvance += rest;
-    remainder += watts * rest.count();
+    remainder += watts * (duration - hours).count();
     totalEnergy += remainder / WattMillisecondsPerWattHour;
     remainder %= WattMillisecondsPerWattHour;
 }

@@ -12,12 +12,22 @@ namespace Simulator
 
 using TimePoint = std::chrono::steady_clock::time_point;
 
-/// A meter whose register follows power and time.
+/// A day goes by in a second.
+constexpr std::int32_t GreatestTimeFactor = 86400;
+
+/// A meter whose register follows power and time. The time may go faster for it than for others.
 /// Threads: one at a time.
 class CMeter
 {
 public:
     explicit CMeter(TimePoint start);
+
+    /// How much faster the time goes from @p now on: 1 at first, up to GreatestTimeFactor, 0 to stand still.
+    void SetTimeFactor(std::int32_t factor, TimePoint now);
+    std::int32_t TimeFactor() const { return timeFactor; }
+
+    /// Lets this much of the meter's own time go by at once.
+    void SkipTime(std::chrono::seconds duration, TimePoint now);
 
     /// The power from @p now on.
     /// @param watts one value per phase, any number of them
@@ -35,9 +45,11 @@ public:
 
 private:
     void Advance(TimePoint now);
+    void Count(std::chrono::milliseconds duration);
 
     std::vector<std::int32_t> power;
     TimePoint lastAdvance;
+    std::int32_t timeFactor = 1;
     std::int64_t totalEnergy = 0;
     /// what has flowed since the last whole watt-hour, in watt-milliseconds
     std::int64_t remainder = 0;

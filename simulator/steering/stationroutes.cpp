@@ -3,6 +3,7 @@
 #include "simulator/steering/routes.h"
 #include "simulator/steering/steeringerror.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -17,6 +18,8 @@ namespace
 constexpr Json::ArrayIndex PhaseLimit = 16;
 /// milliseconds
 constexpr std::int64_t LongestProgramming = 3'600'000;
+/// seconds: ten years
+constexpr std::int64_t LongestSkip = 315'360'000;
 
 ipc::MConnectorReservation ReadReservation(CJsonReader reader)
 {
@@ -143,6 +146,36 @@ Json::Value PostFirmware(const SStation& station, const SSteeringRequest& reques
     return station.firmware->ToJson();
 }
 
+Json::Value TimeToJson(const SStation& station)
+{
+    Json::Value json;
+    json["Factor"] = station.charging->TimeFactor();
+    json["Synchronised"] = station.files->IsTimeSynchronised();
+    return json;
+}
+
+Json::Value PostTime(const SStation& station, const SSteeringRequest& request)
+{
+    CJsonReader reader(request.body);
+    const auto factor = reader.OptionalInteger("Factor", 0, GreatestTimeFactor);
+    const auto skip = reader.OptionalInteger("Skip", 0, LongestSkip);
+    const auto isSynchronised = reader.OptionalBool("Synchronised");
+    reader.RefuseOthers();
+    if (isSynchronised)
+    {
+        station.files->SetTimeSynchronised(*isSynchronised);
+    }
+    if (factor)
+    {
+        station.charging->SetTimeFactor(static_cast<std::int32_t>(*factor));
+    }
+    if (skip)
+    {
+        station.charging->SkipTime(std::chrono::seconds(*skip));
+    }
+    return TimeToJson(station);
+}
+
 } // namespace
 
 void AddStationRoutes(CSteering& steering, const SStation& station)
@@ -151,6 +184,8 @@ void AddStationRoutes(CSteering& steering, const SStation& station)
     steering.Add(
         "/connector", "POST", [&station](const auto& request) { return PostConnector(station, request); });
     steering.Add("/meter", "POST", [&station](const auto& request) { return PostMeter(station, request); });
+    steering.Add("/time", "GET", [&station](const SSteeringRequest&) { return TimeToJson(station); });
+    steering.Add("/time", "POST", [&station](const auto& request) { return PostTime(station, request); });
     steering.Add("/limit", "POST", [&station](const auto& request) { return PostLimit(station, request); });
     steering.Add("/rfid", "POST", [&station](const auto& request) { return PostRfid(station, request); });
     steering.Add(

@@ -1,8 +1,13 @@
 #include <json/reader.h>
 #include <json/value.h>
+#include <json/writer.h>
 
+#include <signal.h>
+
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -10,6 +15,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/e2e/steppedclock.h"
 
 using testing::AllOf;
 using testing::Ge;
@@ -274,6 +280,118 @@ TEST_F(Statistics, MeterThatIsAwayLeavesTheNextChargesAlone)
             return Data().size() == 1;
         }));
     ExpectCleanEnd();
+}
+
+// -------------------------------------------------------------------------------------------- sudden end
+
+namespace
+{
+
+/// What each killed process had to book.
+constexpr int KilledCharge = 1000;
+
+class KilledStatistics : public Statistics
+{
+protected:
+    using Moment = std::chrono::steady_clock::time_point;
+
+    KilledStatistics() { SynchroniseTime(); }
+
+    /// Starts a process, which finds what the one before has left, and charges up to right before the end.
+    void ChargeAgain()
+    {
+        const std::uint64_t lastCall = station.LastCall();
+        const std::size_t reports = ReportedStates().size();
+        // a minute ago; it stands still, and so no reading is young enough to be shared but within a step
+        clock.reset();
+        clock.emplace((root.Path() / "run/time").string(),
+                      std::chrono::system_clock::now() - std::chrono::minutes(1));
+        StartProcess({"-vv"});
+        station.Get("/controller?state=3&wait=20&after=" + std::to_string(reports));
+        station.AwaitCall("SessionManager", "SubscribeConnectorState", lastCall);
+        EXPECT_EQ(History(),
+                  root.Stored("charging_history").empty() ? Json::Value() : root.Stored("charging_history"));
+        states = 0;
+        SetTotal(total);
+        SetState(Charging);
+        SetState(Suspended);
+        // in this order: once the time has moved, anything may read the meter
+        total += KilledCharge;
+        SetTotal(total);
+        clock->Advance(std::chrono::seconds(30));
+    }
+
+    /// @return when the state had been sent
+    Moment EndCharge() const
+    {
+        EXPECT_EQ(station.Post("/connector", R"({"State": 9})").status, 200);
+        return std::chrono::steady_clock::now();
+    }
+
+    void Kill()
+    {
+        process->Signal(SIGKILL);
+        EXPECT_EQ(process->AwaitEnd().signal, SIGKILL);
+    }
+
+    /// The history with one more charge in the cell of today, or of this month.
+    Json::Value Booked(Json::Value history, const std::string& key) const
+    {
+        const bool isMonth = key == "HistoryMonth";
+        Json::Value& element = history[key][0];
+        const auto index = static_cast<Json::ArrayIndex>(isMonth ? today.tm_mday - 1 : today.tm_mon);
+        element["Energy"][index] = element["Energy"][index].asInt() + KilledCharge;
+        return history;
+    }
+
+    std::optional<CSteppedClock> clock;
+
+private:
+    void SetTotal(int wattHours) const { SetMeter(R"({"TotalEnergy": )" + std::to_string(wattHours) + "}"); }
+
+    int total = 5000;
+};
+
+} // namespace
+
+TEST_F(KilledStatistics, AtTheEndOfAChargeLeaveAWholeHistory)
+{
+    constexpr int Rounds = 20;
+    StartStation();
+    SetMeter(R"({"Power": [0, 0, 0]})");
+    // how long a booking takes here
+    ChargeAgain();
+    const Moment sent = EndCharge();
+    ASSERT_TRUE(Eventually([this] { return root.Stored("charging_history").isMember("HistoryYear"); }));
+    EXPECT_EQ(Today(), KilledCharge);
+    const auto duration = std::chrono::steady_clock::now() - sent;
+    Kill();
+
+    for (int round = 0; round < Rounds; ++round)
+    {
+        const Json::Value before = root.Stored("charging_history");
+        const Json::Value between = Booked(before, "HistoryMonth");
+        const Json::Value after = Booked(between, "HistoryYear");
+        ChargeAgain();
+
+        const Moment end = EndCharge() + duration * round / Rounds;
+        while (std::chrono::steady_clock::now() < end)
+        {
+            std::this_thread::yield();
+        }
+        Kill();
+
+        EXPECT_THAT(root.Stored("charging_history"), testing::AnyOf(before, between, after)) << round;
+    }
+
+    // the last one of all books, whatever they left
+    const Json::Value before = root.Stored("charging_history");
+    ChargeAgain();
+    EndCharge();
+    const Json::Value after = Booked(Booked(before, "HistoryMonth"), "HistoryYear");
+    EXPECT_TRUE(Eventually([&] { return root.Stored("charging_history") == after; }));
+    process->Signal(SIGINT);
+    EXPECT_EQ(process->AwaitEnd().status, 0) << process->Errors();
 }
 
 // ------------------------------------------------------------------------------------------ current slider

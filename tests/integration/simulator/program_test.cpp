@@ -87,6 +87,12 @@ TEST_F(SimulatorProgram, RunsItsScript)
     EXPECT_EQ(steering.Get("/station").body["Connector"]["State"], 11);
 }
 
+TEST_F(SimulatorProgram, StartsWithItsTimeFactor)
+{
+    Start({"--time-factor", "1440"});
+    EXPECT_EQ(Steering().Get("/time").body["Factor"], 1440);
+}
+
 TEST_F(SimulatorProgram, TellsWhatIsWrongWithItsScript)
 {
     root.Write("steps.json", R"([{"After": 0, "Post": "/nowhere"}])");

@@ -2,6 +2,7 @@
 #include "simulator/steering/httpserver.h"
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iomanip>
@@ -124,6 +125,27 @@ TEST_F(SteeringRequests, MeterTakesPowerAndEnergy)
     const Json::Value meter = Post("/meter", R"({"Power": [1000, 2000], "TotalEnergy": 123456789012})");
     EXPECT_EQ(JsonUtil::WriteUnstyled(meter["Power"]), "[1000,2000]");
     EXPECT_EQ(meter["TotalEnergy"].asInt64(), 123456789012);
+}
+
+TEST_F(SteeringRequests, TimeIsSteered)
+{
+    EXPECT_EQ(JsonUtil::WriteUnstyled(station.steering.Get("/time").body),
+              R"({"Factor":1,"Synchronised":false})");
+    Post("/connector", R"({"State": 11})");
+    EXPECT_EQ(Post("/time", R"({"Factor": 0})")["Factor"], 0);
+    const std::int64_t before =
+        Post("/meter", R"({"Power": [1000, 2000], "TotalEnergy": 5})")["TotalEnergy"].asInt64();
+    EXPECT_EQ(before, 5);
+
+    EXPECT_EQ(JsonUtil::WriteUnstyled(Post("/time", R"({"Skip": 7200})")),
+              R"({"Factor":0,"Synchronised":false})");
+
+    EXPECT_EQ(station.steering.Get("/station").body["Meter"]["TotalEnergy"], 6005);
+    EXPECT_EQ(Post("/time", R"({"Synchronised": true})")["Synchronised"], true);
+    EXPECT_TRUE(std::filesystem::exists(station.root.Path() / "run/synchronised"));
+    EXPECT_EQ(Post("/time", R"({"Synchronised": false, "Factor": 1440})")["Factor"], 1440);
+    EXPECT_EQ(JsonUtil::WriteUnstyled(station.steering.Get("/time").body),
+              R"({"Factor":1440,"Synchronised":false})");
 }
 
 TEST_F(SteeringRequests, LimitIsSetAndRemoved)
@@ -326,6 +348,12 @@ TEST_F(SteeringRequests, WrongBodiesAreRefusedWithAReason)
         {"/meter", R"({"Power": 5})"},
         {"/meter", R"({"Power": ["5"]})"},
         {"/meter", R"({"Power": [1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]})"},
+        {"/time", R"({"Factor": -1})"},
+        {"/time", R"({"Factor": 86401})"},
+        {"/time", R"({"Factor": 1.5})"},
+        {"/time", R"({"Skip": -1})"},
+        {"/time", R"({"Synchronised": 1})"},
+        {"/time", R"({"Speed": 1})"},
         {"/limit", R"({"Source": 15, "Limit": 6000})"},
         {"/limit", R"({"Source": 4})"},
         {"/limit", R"({"Source": 4, "Limit": -1})"},

@@ -34,6 +34,7 @@ TEST(SimulatorOptions, RootAloneGivesTheDefaults)
     EXPECT_EQ(options.simulator.logDirectory, "");
     EXPECT_EQ(options.simulator.firmwarePackage, "/tmp/update/package.swu");
     EXPECT_FALSE(options.simulator.hasManualController);
+    EXPECT_EQ(options.simulator.timeFactor, 1);
     EXPECT_FALSE(options.isVerbose);
     EXPECT_FALSE(options.isHelpWanted);
 }
@@ -49,10 +50,13 @@ TEST(SimulatorOptions, AllOptionsAreTaken)
                                     "--log-dir",
                                     "/log",
                                     "--manual-controller",
+                                    "--time-factor",
+                                    "1440",
                                     "--package",
                                     "/p.swu",
                                     "-v"});
     EXPECT_TRUE(options.simulator.hasManualController);
+    EXPECT_EQ(options.simulator.timeFactor, 1440);
     EXPECT_EQ(options.simulator.root, "/station");
     EXPECT_EQ(options.simulator.script, "steps.json");
     EXPECT_EQ(options.simulator.steerPort, 0);
@@ -78,5 +82,15 @@ TEST(SimulatorOptions, WrongCommandLinesAreRefused)
     for (const auto& arguments : wrong)
     {
         EXPECT_THROW(Parse(arguments), std::runtime_error) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(SimulatorOptions, TimeFactorOutOfRangeIsRefused)
+{
+    EXPECT_EQ(Parse({"-r", "/station", "--time-factor", "0"}).simulator.timeFactor, 0);
+    EXPECT_EQ(Parse({"-r", "/station", "--time-factor", "86400"}).simulator.timeFactor, 86400);
+    for (const char* const factor : {"-1", "86401", "1.5", "fast", ""})
+    {
+        EXPECT_THROW(Parse({"-r", "/station", "--time-factor", factor}), std::runtime_error) << factor;
     }
 }

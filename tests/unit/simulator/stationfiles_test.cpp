@@ -97,3 +97,26 @@ TEST_F(StationFiles, FreezeFrameThatCannotBeWrittenHasNoName)
     directory.Write("data/log", "x");
     EXPECT_EQ(files.WriteFreezeFrame(Json::objectValue), "");
 }
+
+TEST_F(StationFiles, SynchronisedTimeIsAFile)
+{
+    EXPECT_FALSE(files.IsTimeSynchronised());
+    for (int round = 0; round < 2; ++round)
+    {
+        files.SetTimeSynchronised(true);
+        EXPECT_TRUE(files.IsTimeSynchronised());
+        EXPECT_TRUE(std::filesystem::exists(directory.Path() / "run/synchronised"));
+    }
+    for (int round = 0; round < 2; ++round)
+    {
+        files.SetTimeSynchronised(false);
+        EXPECT_FALSE(files.IsTimeSynchronised());
+        EXPECT_FALSE(std::filesystem::exists(directory.Path() / "run/synchronised"));
+    }
+}
+
+TEST_F(StationFiles, SynchronisedTimeThatCantBeStoredIsAnError)
+{
+    directory.Write("run", "no directory");
+    EXPECT_THROW(files.SetTimeSynchronised(true), std::runtime_error);
+}

@@ -184,3 +184,15 @@ TEST_F(SimulatedCharging, ViewNamesTheSourcesOfLimits)
     EXPECT_EQ(limits["ECurrentControlBop"].asUInt(), 6000U);
     EXPECT_EQ(limits["ECurrentControlHardwareLimit"].asUInt(), 32000U);
 }
+
+TEST_F(SimulatedCharging, TimeOfTheMeterIsSteered)
+{
+    charging.SetDemand({1000});
+    Set(11);
+    charging.SetTimeFactor(60);
+    EXPECT_EQ(charging.TimeFactor(), 60);
+    now += 1min;
+    EXPECT_EQ(charging.MeterData().total_energy(), 1000);
+    charging.SkipTime(2h);
+    EXPECT_EQ(charging.MeterData().total_energy(), 3000);
+}

@@ -88,3 +88,49 @@ TEST(SimulatedMeter, SetRegisterCountsOnFromThere)
     meter.SetTotalEnergy(5'000'000'000, start + 1h);
     EXPECT_EQ(meter.Read(start + 2h).total_energy(), 5'000'001'000);
 }
+
+TEST(SimulatedMeter, TimeFactorCountsFromItsTimeOn)
+{
+    CMeter meter(start);
+    meter.SetPower({600}, start);
+    meter.SetTimeFactor(1440, start + 1h);
+    EXPECT_EQ(meter.TimeFactor(), 1440);
+    EXPECT_EQ(meter.Read(start + 1h + 1min).total_energy(), 600 + 24 * 600);
+    meter.SetTimeFactor(1, start + 1h + 1min);
+    EXPECT_EQ(meter.Read(start + 2h + 1min).total_energy(), 600 + 24 * 600 + 600);
+}
+
+TEST(SimulatedMeter, FrequentReadingsOfFastTimeLoseNothing)
+{
+    CMeter meter(start);
+    meter.SetTimeFactor(1440, start);
+    meter.SetPower({7}, start);
+    for (auto time = 0s; time < 60s; time += 1s)
+    {
+        meter.Read(start + time + 333us);
+    }
+    EXPECT_EQ(meter.Read(start + 1min).total_energy(), 24 * 7);
+}
+
+TEST(SimulatedMeter, StandingTimeIsMovedBySkippingOnly)
+{
+    CMeter meter(start);
+    meter.SetPower({1000}, start);
+    meter.SetTimeFactor(0, start);
+    EXPECT_EQ(meter.Read(start + 5h).total_energy(), 0);
+    meter.SkipTime(30min, start + 5h);
+    meter.SkipTime(24h, start + 5h);
+    EXPECT_EQ(meter.Read(start + 6h).total_energy(), 24500);
+}
+
+TEST(SimulatedMeter, GreatestPowerInFastestTimeStaysInRange)
+{
+    CMeter meter(start);
+    const std::int32_t greatest = std::numeric_limits<std::int32_t>::max();
+    meter.SetTimeFactor(Simulator::GreatestTimeFactor, start);
+    meter.SetPower({greatest, greatest, greatest}, start);
+    EXPECT_EQ(meter.Read(start + 24h).total_energy(), 3LL * greatest * 24 * 86400);
+    // an hour but a second
+    EXPECT_EQ(meter.Read(start + 24h + 3599s).total_energy(),
+              3LL * greatest * 24 * 86400 + 3LL * greatest * 24 * 3599);
+}
