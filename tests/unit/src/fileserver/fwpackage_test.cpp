@@ -279,11 +279,11 @@ TEST_F(FwPackage, StaysOverTheLimitHoweverMuchIsOffered)
     const auto writer = package->TryLockWrite();
     constexpr std::int32_t Largest = std::numeric_limits<std::int32_t>::max();
 
-    // without a look at the bytes; three of these pass 32 bits
+    // without a look at the bytes; the third makes it 32 bits
     EXPECT_FALSE(writer->Write(nullptr, Largest));
     EXPECT_FALSE(writer->Write(nullptr, Largest));
-    EXPECT_FALSE(writer->Write(nullptr, Largest));
-    EXPECT_FALSE(Write(*writer, "x"));
+    EXPECT_FALSE(Write(*writer, "xy"));
+    EXPECT_FALSE(Write(*writer, "z"));
     EXPECT_EQ(Contents(path), "");
 }
 

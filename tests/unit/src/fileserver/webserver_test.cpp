@@ -749,6 +749,8 @@ TEST(WebserverDefaults, AFormIsCreated)
     server.Start();
 
     EXPECT_EQ(Text(PutForm(Port, {{"a", "b"}})), Created);
+    // the end of the request must not meet the destructor
+    server.Stop();
 }
 
 TEST_F(Webserver, AnEmptyFunctionIsAFailureToo)
