@@ -20,7 +20,8 @@ class IFwPackageWriter;
 /// Body and status of the answers, all of them text/html, those in quotation marks with these:
 /// 201 Created: the board has accepted the package; 401 Unauthorized: no live session, which each piece of
 /// the body needs and renews; 403 "Invalid target": another field, before the package or after it;
-/// 400 "No data": no form; 400 Bad Request: an empty field, or another method than PUT;
+/// 400 "No data": no form; 400 Bad Request: another method than PUT, or an empty field, for which one passes
+/// too whose first one to four bytes arrive apart from the rest;
 /// 503 "The firmware package is currently in use by someone else";
 /// 500 "Could not write to file": also a package that is too large; 500 Internal communication failure: the
 /// board refuses or can't be reached; 500 with another text: the file can't be made.

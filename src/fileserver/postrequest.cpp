@@ -35,6 +35,8 @@ struct CPostRequest::SIterator
         auto& self = *static_cast<CPostRequest*>(request);
         try
         {
+            // size 0: an empty value, or one of which less has come than the parser needs to tell it from
+            // a boundary, one to four bytes
             if (kind != MHD_POSTDATA_KIND || size == 0)
             {
                 throw HttpStatusException<400>();

@@ -391,20 +391,38 @@ TEST_F(Webserver, ALongValueComesInSmallChunksOneAfterTheOther)
     EXPECT_TRUE(server.Data() == value);
 }
 
-TEST_F(Webserver, ABodyMayComeByteByByte)
+TEST_F(Webserver, AValueMayComeByteByByteAfterItsFirstFive)
 {
     server.Start();
-    const std::string body = FormBody({{"key", "a value"}});
+    const std::string body = FormBody({{"key", "a long value"}});
+    const std::size_t begin = body.find("a long") + 5;
     CRawHttp client(Port);
-    client.Send(FormHead(body.size()));
+    client.Send(FormHead(body.size()) + body.substr(0, begin));
+    server.chunks.Await(1);
 
-    for (const char byte : body)
+    for (const char byte : body.substr(begin))
     {
         client.Send({&byte, 1});
     }
 
     EXPECT_EQ(Text(client.Receive()), Created);
-    EXPECT_EQ(server.Data(), "a value");
+    EXPECT_EQ(server.Data(), "a long value");
+}
+
+TEST_F(Webserver, AValueOfWhichFewerThanFiveBytesComeFirstCountsAsEmpty)
+{
+    server.Start();
+    const std::string body = FormBody({{"key", "a long value"}});
+    const std::size_t begin = body.find("a long") + 4;
+    CRawHttp client(Port);
+    client.Send(FormHead(body.size()) + body.substr(0, begin));
+    ASSERT_THAT(server.events.Await(1), ElementsAre("new"));
+    // the one thread of the server reads what is there before it answers this
+    HttpRequest(Port, "GET", "/");
+    client.Send(body.substr(begin));
+
+    EXPECT_EQ(Text(client.Receive()), BadRequest);
+    EXPECT_EQ(server.Data(), "");
 }
 
 TEST_F(Webserver, ABodyMayComeInChunkedTransfer)
