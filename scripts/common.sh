@@ -5,13 +5,13 @@ cd "$ROOT"
 
 # Debian packages for building, testing and running
 PACKAGES=(
-    ca-certificates ccache clang-format cmake curl g++ git iproute2 libasio-dev libbenchmark-dev libcrypt-dev libfmt-dev
-    libgmock-dev libgrpc++-dev libgtest-dev libjsoncpp-dev libmicrohttpd-dev libprotobuf-dev libspdlog-dev
-    libwebsocketpp-dev libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
+    ca-certificates ccache clang-format cmake curl g++ git iproute2 libasio-dev libavahi-core-dev libbenchmark-dev libcrypt-dev
+    libcurl4-openssl-dev libfmt-dev libgmock-dev libgrpc++-dev libgtest-dev libjsoncpp-dev libmicrohttpd-dev
+    libmodbus-dev libprotobuf-dev libspdlog-dev libwebsocketpp-dev libwolfssl-dev mold ninja-build pkg-config procps protobuf-compiler protobuf-compiler-grpc python3-minimal
 )
 
 # What the tests need besides
-TEST_PACKAGES=(chromium chromium-driver node-ws nodejs python3-selenium python3-websockets)
+TEST_PACKAGES=(avahi-daemon chromium chromium-driver nginx node-ws nodejs python3-selenium python3-websockets)
 
 # ccache must see the paths as they are: it would hand out objects whose log lines show another path
 unset CCACHE_BASEDIR
