@@ -6,16 +6,17 @@ function(webbackend_library name)
     target_link_libraries(${name} PUBLIC webbackend_options ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
 endfunction()
 
-# webbackend_test(NAME SOURCES file... LINK target... [LABEL unit|integration|e2e])
-# One GoogleTest executable; each of its tests is a test of ctest's.
+# webbackend_test(NAME SOURCES file... LINK target... [LABEL unit|integration|e2e] [BESIDE_OTHERS])
+# One GoogleTest executable; each of its tests is a test of ctest's. With BESIDE_OTHERS also end-to-end tests may run
+# together with other tests.
 function(webbackend_test name)
-    cmake_parse_arguments(arg "" "LABEL" "SOURCES;LINK" ${ARGN})
+    cmake_parse_arguments(arg "BESIDE_OTHERS" "LABEL" "SOURCES;LINK" ${ARGN})
     if(NOT arg_LABEL)
         set(arg_LABEL unit)
     endif()
     # end-to-end tests hold the process to times
     set(serial OFF)
-    if(arg_LABEL STREQUAL "e2e")
+    if(arg_LABEL STREQUAL "e2e" AND NOT arg_BESIDE_OTHERS)
         set(serial ON)
     endif()
     add_executable(${name} ${arg_SOURCES})

@@ -46,6 +46,11 @@ std::string ReadAll(int file)
     }
 }
 
+std::string FirstLine(const std::string& text)
+{
+    return text.substr(0, text.find('\n'));
+}
+
 /// The lower the better.
 int Rank(const std::string& address)
 {
@@ -93,7 +98,7 @@ bool Ask(const std::vector<std::string>& command, int output, CInterruption* int
     const SProgramEnd end = RunProgram(command, {}, output, interruption);
     if (end.status != 0)
     {
-        LOG_WARN("{} failed with {}: {}", command.front(), end.status, end.errors);
+        LOG_WARN("{} failed with {}: {}", command.front(), end.status, FirstLine(end.errors));
     }
     return end.status >= EndedBySignal;
 }

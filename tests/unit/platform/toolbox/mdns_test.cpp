@@ -128,10 +128,10 @@ TEST_F(Mdns, ProgramThatIsEndedWhenTheTimeIsOverIsNotStartedAgain)
 TEST_F(Mdns, ProgramThatFailsIsLoggedAndNotStartedAgain)
 {
     const CCapturedLog log(Log::ELogLevel::Debug);
-    EXPECT_THAT(Query("echo no network >&2\nexit 1\n"), IsEmpty());
+    EXPECT_THAT(Query("echo no network >&2\necho more >&2\nexit 1\n"), IsEmpty());
     EXPECT_THAT(log.Messages(),
                 ElementsAre(CCapturedLog::SLine{Log::ELogLevel::Warn,
-                                                directory.Path() / "asks failed with 1: no network\n"}));
+                                                directory.Path() / "asks failed with 1: no network"}));
 }
 
 TEST_F(Mdns, ProgramThatIsNotThereIsLogged)
