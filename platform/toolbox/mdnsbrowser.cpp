@@ -60,7 +60,9 @@ struct SService
         {
             name.remove_suffix(1);
         }
-        const std::size_t typeEnd = name.find('.', std::min(name.find('.'), name.size() - 1) + 1);
+        const std::size_t firstDot = name.find('.');
+        const std::size_t typeEnd =
+            firstDot == std::string_view::npos ? std::string_view::npos : name.find('.', firstDot + 1);
         type = name.substr(0, typeEnd);
         domain = typeEnd == std::string_view::npos ? std::string_view() : name.substr(typeEnd + 1);
     }

@@ -1,5 +1,6 @@
 #include "platform/toolbox/interruption.h"
 #include "platform/toolbox/mdns.h"
+#include "platform/toolbox/program.h"
 
 #include <chrono>
 #include <filesystem>
@@ -141,6 +142,39 @@ TEST_F(Mdns, ProgramThatIsNotThereIsLogged)
     EXPECT_THAT(log.Messages(),
                 ElementsAre(CCapturedLog::SLine{Log::ELogLevel::Warn,
                                                 "/none failed with 127: No such file or directory"}));
+}
+
+TEST_F(Mdns, ProgramRefusesWhatIsNoService)
+{
+    for (const std::string& name : {std::string(),
+                                    std::string("."),
+                                    std::string("hwenergy"),
+                                    std::string("_x._tcp.local..com"),
+                                    "_x._tcp." + std::string(64 << 10, 'a')})
+    {
+        const CCapturedLog log(Log::ELogLevel::Debug);
+        EXPECT_THAT(Toolbox::QueryMdnsDevices(name, seconds(1), nullptr, WEBBACKEND_MDNS), IsEmpty());
+        ASSERT_EQ(log.Messages().size(), 1U) << name.substr(0, 30);
+        EXPECT_THAT(log.Messages()[0].text, testing::HasSubstr("webbackend-mdns failed with 1: "));
+    }
+}
+
+TEST_F(Mdns, ProgramTellsHowItIsUsed)
+{
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                      {"_x._tcp.local."},
+                                                      {"_x._tcp.local.", "0"},
+                                                      {"_x._tcp.local.", "-1"},
+                                                      {"_x._tcp.local.", "1s"},
+                                                      {"_x._tcp.local.", "99999999999"},
+                                                      {"_x._tcp.local.", "1", "2"}})
+    {
+        std::vector<std::string> command{WEBBACKEND_MDNS};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const Toolbox::SProgramEnd end = Toolbox::RunProgram(command);
+        EXPECT_EQ(end.status, 2);
+        EXPECT_EQ(end.errors, "Usage: webbackend-mdns SERVICE_NAME MILLISECONDS\n");
+    }
 }
 
 TEST_F(Mdns, InterruptionEndsTheSearchWithWhatWasFound)
