@@ -111,7 +111,7 @@ protected:
             "-c",
             "mount -t tmpfs run /run && mkdir /run/avahi-daemon && cd '" + path +
                 "' && mount --bind hosts /etc/avahi/hosts && mount --bind services /etc/avahi/services && "
-                "exec avahi-daemon --no-drop-root --no-chroot --no-rlimits --no-proc-title -f '" +
+                "exec /usr/sbin/avahi-daemon --no-drop-root --no-chroot --no-rlimits --no-proc-title -f '" +
                 path + "/daemon.conf'"};
     }
 

@@ -8,7 +8,7 @@
 
 /// Another machine on the network of a test that is in a private one (CPrivateNetwork): a network namespace
 /// with one link to the test's. The other machine is 10.9.0.2 and fd00:9::2, the test's 10.9.0.1 and
-/// fd00:9::1. One at a time; it goes with its programs when the object goes.
+/// fd00:9::1. One at a time; it goes with its programs when the object goes. Needs root.
 class CNeighbour
 {
 public:
