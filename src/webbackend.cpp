@@ -10,6 +10,8 @@
 #include "src/callinterrupter.h"
 #include "src/chargingcurrentlimit.h"
 #include "src/configaudit.h"
+#include "src/fileserver/fileserver.h"
+#include "src/fileserver/fwpackage.h"
 #include "src/localscheduledcharging/chargingschedulemanager.h"
 #include "src/localscheduledcharging/localscheduledchargingcomponent.h"
 #include "src/localscheduledcharging/scheduleexecutor.h"
@@ -42,6 +44,7 @@ namespace
 
 constexpr std::uint16_t RestPort = 8080;
 constexpr std::uint16_t WebSocketPort = 8081;
+constexpr std::uint16_t FileServerPort = 8082;
 
 /// Age from which on the meter is read anew, however many ask.
 constexpr std::chrono::seconds MeterDataMaxAge{2};
@@ -53,6 +56,10 @@ constexpr bool OmitSameSite = false;
 // Shared with the station's other processes, and so not below the root
 constexpr const char* LogDirectory = "/data/log";
 constexpr const char* PackageDirectory = "/tmp";
+constexpr const char* FirmwarePackagePath = "/tmp/update/package.swu";
+
+/// In bytes: 250 MiB.
+constexpr std::uint32_t FirmwarePackageMaxSize = 0xfa00000;
 
 /// Points of the session's power curve: 24 hours of five minutes each.
 constexpr std::chrono::seconds SessionPollPeriod{30};
@@ -116,6 +123,8 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
+    const auto firmwarePackage =
+        std::make_shared<CFwPackage>(FirmwarePackagePath, FirmwarePackageMaxSize, boardControl);
     if (settings->GetBool("LocalSmartChargingAllowed", false) &&
         settings->GetBool("ScheduledChargingAllowed", false))
     {
@@ -158,7 +167,15 @@ void CWebbackend::ConstructServers(const std::string& root)
     webSocketServer = std::make_shared<CWebSocketServer>(WebSocketPort, *worker, authorization);
 
     RegisterResourcesBase();
-    dashboardMode ? RegisterResourcesDashboard() : RegisterResourcesCommissioning();
+    if (dashboardMode)
+    {
+        fileServer = std::make_shared<CFileServer>(FileServerPort, firmwarePackage, authorization);
+        RegisterResourcesDashboard();
+    }
+    else
+    {
+        RegisterResourcesCommissioning();
+    }
 }
 
 void CWebbackend::CreateServiceClients()
@@ -305,6 +322,19 @@ void CWebbackend::StartServers()
         LOG_ERROR("Websocket server could not be started");
         hsmActionHandler->Post<WebbackendHsm::IntError>();
     }
+    if (fileServer != nullptr)
+    {
+        try
+        {
+            fileServer->Start();
+            LOG_INFO("File server started");
+        }
+        catch (const std::exception& exception)
+        {
+            LOG_ERROR("File server could not be started. Exception: {}", exception.what());
+            hsmActionHandler->Post<WebbackendHsm::IntError>();
+        }
+    }
 }
 
 void CWebbackend::StopServers()
@@ -319,6 +349,11 @@ void CWebbackend::StopServers()
     LOG_INFO("REST webserver stopped");
     webSocketServer->Stop();
     LOG_INFO("Websocket server stopped");
+    if (fileServer != nullptr)
+    {
+        fileServer->Stop();
+        LOG_INFO("File server stopped");
+    }
 }
 
 void CWebbackend::StartComponents()

@@ -28,6 +28,7 @@
 #include <thread>
 #include <vector>
 
+class CFileServer;
 class CHistoryStatisticsComponent;
 class CMeterDataProxy;
 class CRestServer;
@@ -117,6 +118,8 @@ private:
     std::unique_ptr<Resources::CChargingApi> chargingApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<CWebSocketServer> webSocketServer;
+    /// null during commissioning
+    std::shared_ptr<CFileServer> fileServer;
     std::shared_ptr<ILocalScheduledChargingComponent> localScheduledChargingComponent;
     std::shared_ptr<CSessionStatisticsComponent> sessionStatisticsComponent;
     std::shared_ptr<CHistoryStatisticsComponent> historyStatisticsComponent;
