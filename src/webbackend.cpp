@@ -4,6 +4,7 @@
 #include "src/api/charging.h"
 #include "src/api/config.h"
 #include "src/api/configapplicator.h"
+#include "src/api/network.h"
 #include "src/api/restserver.h"
 #include "src/api/statistics.h"
 #include "src/api/system.h"
@@ -160,6 +161,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         backofficeApplicator,
                                                         secrets,
                                                         localScheduledChargingComponent);
+    networkApi = std::make_unique<Resources::CNetworkApi>(netM, network, secrets);
     statisticsApi =
         std::make_shared<Resources::CStatisticsApi>(sessionStatisticsComponent, historyStatisticsComponent);
     chargingApi = std::make_unique<Resources::CChargingApi>(settings, currentControl);
@@ -343,8 +345,16 @@ void CWebbackend::StopServers()
     const CCallInterrupter interrupter(
         *appCommunicationHost,
         StopGrace,
-        [this] { systemApi->InterruptDiagnosticsPackages(); },
-        [this] { systemApi->ResumeDiagnosticsPackages(); });
+        [this]
+        {
+            systemApi->InterruptDiagnosticsPackages();
+            networkApi->InterruptSearches();
+        },
+        [this]
+        {
+            systemApi->ResumeDiagnosticsPackages();
+            networkApi->ResumeSearches();
+        });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
     webSocketServer->Stop();

@@ -43,6 +43,7 @@ namespace Resources
 class CAuthenticationApi;
 class CChargingApi;
 class CConfigApi;
+class CNetworkApi;
 class CStatisticsApi;
 class CSystemApi;
 } // namespace Resources
@@ -113,6 +114,7 @@ private:
     std::thread notificationThread;
     std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
     std::unique_ptr<Resources::CConfigApi> configApi;
+    std::unique_ptr<Resources::CNetworkApi> networkApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<Resources::CStatisticsApi> statisticsApi;
     std::unique_ptr<Resources::CChargingApi> chargingApi;

@@ -3,6 +3,7 @@
 #include "src/api/authentication.h"
 #include "src/api/charging.h"
 #include "src/api/config.h"
+#include "src/api/network.h"
 #include "src/api/restserver.h"
 #include "src/api/statistics.h"
 #include "src/api/system.h"
@@ -20,6 +21,7 @@
 using Resources::CAuthenticationApi;
 using Resources::CChargingApi;
 using Resources::CConfigApi;
+using Resources::CNetworkApi;
 using Resources::CStatisticsApi;
 using Resources::CSystemApi;
 
@@ -107,6 +109,15 @@ void CWebbackend::RegisterResourcesBase()
     rest.AddRoute(Method::Get,
                   "/config/ocpp-backoffice",
                   Handler(configApi, &CConfigApi::GetOcppBackofficeConfig),
+                  Gated);
+    rest.AddRoute(Method::Get, "/network/scanwlan", Handler(networkApi, &CNetworkApi::ScanWlan), Gated);
+    rest.AddRoute(
+        Method::Post, "/network/connectwlan", Handler(networkApi, &CNetworkApi::ConnectWlan), Gated);
+    rest.AddRoute(
+        Method::Get, "/network/scanhomewizard", Handler(networkApi, &CNetworkApi::ScanHomeWizard), Gated);
+    rest.AddRoute(Method::Post,
+                  "/network/verifymodbustcpconn",
+                  Handler(networkApi, &CNetworkApi::VerifyModbusTcpConn),
                   Gated);
 
     CWebSocketServer& events = *webSocketServer;
