@@ -16,7 +16,8 @@ function(webbackend_precompile_test_headers)
 endfunction()
 
 # webbackend_test(NAME SOURCES file... LINK target... [LABEL unit|integration|e2e])
-# One GoogleTest executable; each of its tests is a test of ctest's.
+# One GoogleTest executable. Each of its tests is a test of ctest's; where a sanitizer makes the start of a program slow,
+# only the end-to-end tests are, which start programs anyway.
 function(webbackend_test name)
     cmake_parse_arguments(arg "" "LABEL" "SOURCES;LINK" ${ARGN})
     if(NOT arg_LABEL)
@@ -30,6 +31,11 @@ function(webbackend_test name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE webbackend_options ${arg_LINK} GTest::gmock_main)
     target_precompile_headers(${name} REUSE_FROM test_headers)
+    if(WEBBACKEND_SANITIZE AND NOT serial)
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL})
+        return()
+    endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
                          PROPERTIES LABELS ${arg_LABEL} RUN_SERIAL ${serial})
 endfunction()
