@@ -3,6 +3,7 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
 pkg_check_modules(CRYPT REQUIRED IMPORTED_TARGET libxcrypt)
+pkg_check_modules(CURL REQUIRED libcurl)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
 pkg_check_modules(WOLFSSL REQUIRED IMPORTED_TARGET wolfssl)
