@@ -19,6 +19,7 @@
 #include "src/signalslot.h"
 #include "src/statistics/historystatisticscomponent.h"
 #include "src/statistics/sessionstatisticscomponent.h"
+#include "src/utils/firmwareupdatehandler.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -28,6 +29,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/filetransfer.h"
 #include "platform/toolbox/ntpsyncstatus.h"
 #include "platform/worker/heldsignals.h"
 
@@ -132,6 +134,8 @@ void CWebbackend::ConstructServers(const std::string& root)
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
+    firmwareUpdateHandler =
+        std::make_shared<CFirmwareUpdateHandler>(std::make_shared<CFileTransfer>(), boardControl);
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(boardControl,
@@ -141,6 +145,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         hwinfo,
                                                         fwinfo,
                                                         networkApplicator,
+                                                        firmwareUpdateHandler,
                                                         std::move(diagnosticsPackager),
                                                         sessionManager);
     configApi = std::make_unique<Resources::CConfigApi>(authorization,
@@ -313,8 +318,8 @@ void CWebbackend::StopServers()
     const CCallInterrupter interrupter(
         *appCommunicationHost,
         StopGrace,
-        [this] { systemApi->InterruptDiagnosticsPackages(); },
-        [this] { systemApi->ResumeDiagnosticsPackages(); });
+        [this] { systemApi->InterruptWaits(); },
+        [this] { systemApi->ResumeWaits(); });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
     webSocketServer->Stop();
