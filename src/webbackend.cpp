@@ -22,6 +22,7 @@
 #include "src/signalslot.h"
 #include "src/statistics/historystatisticscomponent.h"
 #include "src/statistics/sessionstatisticscomponent.h"
+#include "src/utils/firmwareupdatehandler.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -31,6 +32,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/filetransfer.h"
 #include "platform/toolbox/ntpsyncstatus.h"
 #include "platform/worker/heldsignals.h"
 
@@ -142,6 +144,8 @@ void CWebbackend::ConstructServers(const std::string& root)
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
+    firmwareUpdateHandler =
+        std::make_shared<CFirmwareUpdateHandler>(std::make_shared<CFileTransfer>(), boardControl);
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(boardControl,
@@ -151,6 +155,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         hwinfo,
                                                         fwinfo,
                                                         networkApplicator,
+                                                        firmwareUpdateHandler,
                                                         std::move(diagnosticsPackager),
                                                         sessionManager);
     configApi = std::make_unique<Resources::CConfigApi>(authorization,
@@ -347,12 +352,12 @@ void CWebbackend::StopServers()
         StopGrace,
         [this]
         {
-            systemApi->InterruptDiagnosticsPackages();
+            systemApi->InterruptWaits();
             networkApi->InterruptSearches();
         },
         [this]
         {
-            systemApi->ResumeDiagnosticsPackages();
+            systemApi->ResumeWaits();
             networkApi->ResumeSearches();
         });
     restServer->stop();

@@ -29,6 +29,7 @@
 #include <vector>
 
 class CFileServer;
+class CFirmwareUpdateHandler;
 class CHistoryStatisticsComponent;
 class CMeterDataProxy;
 class CRestServer;
@@ -108,6 +109,7 @@ private:
     std::shared_ptr<IRfid> rfid;
     std::shared_ptr<ISessionManager> sessionManager;
     std::shared_ptr<ICurrentControl> currentControl;
+    std::shared_ptr<CFirmwareUpdateHandler> firmwareUpdateHandler;
     std::shared_ptr<CWebbackendHsmActionHandler> hsmActionHandler;
     std::shared_ptr<CWebbackendHsm> hsm;
     std::thread serverThread;
