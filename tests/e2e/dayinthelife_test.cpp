@@ -334,6 +334,29 @@ void DayInTheLife::UploadFirmware()
 
 void DayInTheLife::UpdateAutomatically()
 {
+    const std::string path = "/system/software/automatic-update/";
+    EXPECT_EQ(Get(path + "current-versions")["Firmware"], "1.0.0-simulated");
+    Steer("/download",
+          R"({"Path": "/versions.json", "Text": "{\"firmwareVersion\": \"3.0.0\", )"
+          R"(\"firmwareUrl\": \"http://127.0.0.1:8091/3.0.0.swu\"}"})");
+    Steer("/download", R"({"Path": "/3.0.0.swu", "Text": "firmware of the maker"})");
+    EXPECT_EQ(Get(path + "available-versions"), Parse(R"({"Firmware": "3.0.0"})"));
+    Steer("/firmware", R"({"NewIdentifier": "3.0.0", "ProgrammingMs": 10})");
+    const std::uint64_t before = station.LastCall();
+
+    Do("POST", path + "update", R"({"Package-Type": "Firmware"})");
+
+    EXPECT_EQ(station.AwaitCall("BoardControl", "RequestFirmwareUpdate", before)["Request"]["Value"],
+              "WebInterfaceAutomatic");
+    EXPECT_EQ(Package(), "firmware of the maker");
+    const auto events = Listen("/system/fwupdate/status");
+    Json::Value event;
+    do
+    {
+        // the upload's event, unless the update has ended
+        event = events->ReceiveJson()["data"];
+    } while (event["fwIdentNew"] != "3.0.0");
+    EXPECT_EQ(event["status"], "EFwUpdateStatusSuccess");
 }
 
 void DayInTheLife::ChangeThePassword()
