@@ -11,6 +11,8 @@
 #include "src/callinterrupter.h"
 #include "src/chargingcurrentlimit.h"
 #include "src/configaudit.h"
+#include "src/fileserver/fileserver.h"
+#include "src/fileserver/fwpackage.h"
 #include "src/localscheduledcharging/chargingschedulemanager.h"
 #include "src/localscheduledcharging/localscheduledchargingcomponent.h"
 #include "src/localscheduledcharging/scheduleexecutor.h"
@@ -20,6 +22,7 @@
 #include "src/signalslot.h"
 #include "src/statistics/historystatisticscomponent.h"
 #include "src/statistics/sessionstatisticscomponent.h"
+#include "src/utils/firmwareupdatehandler.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -29,6 +32,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/filetransfer.h"
 #include "platform/toolbox/ntpsyncstatus.h"
 #include "platform/worker/heldsignals.h"
 
@@ -43,6 +47,7 @@ namespace
 
 constexpr std::uint16_t RestPort = 8080;
 constexpr std::uint16_t WebSocketPort = 8081;
+constexpr std::uint16_t FileServerPort = 8082;
 
 /// Age from which on the meter is read anew, however many ask.
 constexpr std::chrono::seconds MeterDataMaxAge{2};
@@ -54,6 +59,10 @@ constexpr bool OmitSameSite = false;
 // Shared with the station's other processes, and so not below the root
 constexpr const char* LogDirectory = "/data/log";
 constexpr const char* PackageDirectory = "/tmp";
+constexpr const char* FirmwarePackagePath = "/tmp/update/package.swu";
+
+/// In bytes: 250 MiB.
+constexpr std::uint32_t FirmwarePackageMaxSize = 0xfa00000;
 
 /// Points of the session's power curve: 24 hours of five minutes each.
 constexpr std::chrono::seconds SessionPollPeriod{30};
@@ -117,6 +126,8 @@ void CWebbackend::ConstructServers(const std::string& root)
 
     const bool dashboardMode = settings->GetBool("InstallationComplete", false);
     const auto authorization = dashboardMode ? std::make_shared<CAuthorization>(secrets) : nullptr;
+    const auto firmwarePackage =
+        std::make_shared<CFwPackage>(FirmwarePackagePath, FirmwarePackageMaxSize, boardControl);
     if (settings->GetBool("LocalSmartChargingAllowed", false) &&
         settings->GetBool("ScheduledChargingAllowed", false))
     {
@@ -133,6 +144,8 @@ void CWebbackend::ConstructServers(const std::string& root)
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
+    firmwareUpdateHandler =
+        std::make_shared<CFirmwareUpdateHandler>(std::make_shared<CFileTransfer>(), boardControl);
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(boardControl,
@@ -142,6 +155,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         hwinfo,
                                                         fwinfo,
                                                         networkApplicator,
+                                                        firmwareUpdateHandler,
                                                         std::move(diagnosticsPackager),
                                                         sessionManager);
     configApi = std::make_unique<Resources::CConfigApi>(authorization,
@@ -160,7 +174,15 @@ void CWebbackend::ConstructServers(const std::string& root)
     webSocketServer = std::make_shared<CWebSocketServer>(WebSocketPort, *worker, authorization);
 
     RegisterResourcesBase();
-    dashboardMode ? RegisterResourcesDashboard() : RegisterResourcesCommissioning();
+    if (dashboardMode)
+    {
+        fileServer = std::make_shared<CFileServer>(FileServerPort, firmwarePackage, authorization);
+        RegisterResourcesDashboard();
+    }
+    else
+    {
+        RegisterResourcesCommissioning();
+    }
 }
 
 void CWebbackend::CreateServiceClients()
@@ -307,6 +329,19 @@ void CWebbackend::StartServers()
         LOG_ERROR("Websocket server could not be started");
         hsmActionHandler->Post<WebbackendHsm::IntError>();
     }
+    if (fileServer != nullptr)
+    {
+        try
+        {
+            fileServer->Start();
+            LOG_INFO("File server started");
+        }
+        catch (const std::exception& exception)
+        {
+            LOG_ERROR("File server could not be started. Exception: {}", exception.what());
+            hsmActionHandler->Post<WebbackendHsm::IntError>();
+        }
+    }
 }
 
 void CWebbackend::StopServers()
@@ -317,18 +352,23 @@ void CWebbackend::StopServers()
         StopGrace,
         [this]
         {
-            systemApi->InterruptDiagnosticsPackages();
+            systemApi->InterruptWaits();
             networkApi->InterruptSearches();
         },
         [this]
         {
-            systemApi->ResumeDiagnosticsPackages();
+            systemApi->ResumeWaits();
             networkApi->ResumeSearches();
         });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
     webSocketServer->Stop();
     LOG_INFO("Websocket server stopped");
+    if (fileServer != nullptr)
+    {
+        fileServer->Stop();
+        LOG_INFO("File server stopped");
+    }
 }
 
 void CWebbackend::StartComponents()

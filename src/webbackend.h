@@ -28,6 +28,8 @@
 #include <thread>
 #include <vector>
 
+class CFileServer;
+class CFirmwareUpdateHandler;
 class CHistoryStatisticsComponent;
 class CMeterDataProxy;
 class CRestServer;
@@ -107,6 +109,7 @@ private:
     std::shared_ptr<IRfid> rfid;
     std::shared_ptr<ISessionManager> sessionManager;
     std::shared_ptr<ICurrentControl> currentControl;
+    std::shared_ptr<CFirmwareUpdateHandler> firmwareUpdateHandler;
     std::shared_ptr<CWebbackendHsmActionHandler> hsmActionHandler;
     std::shared_ptr<CWebbackendHsm> hsm;
     std::thread serverThread;
@@ -119,6 +122,8 @@ private:
     std::unique_ptr<Resources::CChargingApi> chargingApi;
     std::shared_ptr<CRestServer> restServer;
     std::shared_ptr<CWebSocketServer> webSocketServer;
+    /// null during commissioning
+    std::shared_ptr<CFileServer> fileServer;
     std::shared_ptr<ILocalScheduledChargingComponent> localScheduledChargingComponent;
     std::shared_ptr<CSessionStatisticsComponent> sessionStatisticsComponent;
     std::shared_ptr<CHistoryStatisticsComponent> historyStatisticsComponent;

@@ -145,6 +145,12 @@ int HealthStatus()
     return HttpRequest(RestPort, "GET", "/system/health").status;
 }
 
+/// 400 for as long as the server of the uploads runs.
+int UploadServerStatus()
+{
+    return HttpRequest(FileServerPort, "GET", "/").status;
+}
+
 } // namespace
 
 TEST_F(Lifecycle, ControllerBringsTheProcessFromUninitializedByDisabledToEnabled)
@@ -169,12 +175,16 @@ TEST_F(Lifecycle, DisableStopsTheServers)
     StartUninitialized();
     Enable();
     AwaitListener(WebSocketPort);
+    AwaitListener(FileServerPort);
+    EXPECT_TRUE(process->AwaitErrorLine("File server started"));
 
     EXPECT_EQ(Control("disable"), 0);
 
     EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 3, 2));
+    EXPECT_TRUE(process->AwaitErrorLine("File server stopped"));
     EXPECT_FALSE(CRawHttp::CanConnect(RestPort));
     EXPECT_FALSE(CRawHttp::CanConnect(WebSocketPort));
+    EXPECT_FALSE(CRawHttp::CanConnect(FileServerPort));
     ExpectCleanEnd();
 }
 
@@ -191,12 +201,17 @@ TEST_F(Lifecycle, EventServerThatHasRunFailsEveryFurtherEnable)
     EXPECT_THAT(AwaitStates(6), ElementsAre(1, 2, 3, 2, 4, 2));
     EXPECT_TRUE(process->AwaitErrorLine("Websocket server could not be started"));
     EXPECT_THAT(process->Errors(), Not(HasSubstr("REST webserver could not be started")));
-    // the server that did start runs on, and fails the next enable in its turn
+    EXPECT_THAT(process->Errors(), Not(HasSubstr("File server could not be started")));
+    // the servers that did start run on, and fail the next enable in their turn
     EXPECT_EQ(HealthStatus(), 204);
+    EXPECT_EQ(UploadServerStatus(), 400);
     EXPECT_EQ(Control("enable"), 0);
-    EXPECT_THAT(AwaitStates(9), ElementsAre(1, 2, 3, 2, 4, 2, 4, 4, 2));
+    EXPECT_THAT(AwaitStates(10), ElementsAre(1, 2, 3, 2, 4, 2, 4, 4, 4, 2));
     EXPECT_TRUE(process->AwaitErrorLine("REST webserver could not be started"));
+    EXPECT_TRUE(
+        process->AwaitErrorLine("File server could not be started. Exception: Webserver already running"));
     EXPECT_EQ(HealthStatus(), 204);
+    EXPECT_EQ(UploadServerStatus(), 400);
     ExpectCleanEnd();
 }
 
@@ -257,9 +272,39 @@ TEST_F(Lifecycle, BusyPortLeadsThroughErrorBackToDisabled)
         std::regex_search(process->Errors(),
                           std::regex(" error +\\[\\d+\\] \\(src/webbackend:\\d+\\) REST webserver could "
                                      "not be started\n")));
-    // the other server has started all the same
+    // the other servers have started all the same
     AwaitListener(WebSocketPort);
+    AwaitListener(FileServerPort);
     ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, BusyPortOfTheUploadsLeadsThroughErrorBackToDisabled)
+{
+    StartUninitialized();
+    EXPECT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    const CBusyPort busy(FileServerPort);
+
+    EXPECT_EQ(Control("enable"), 0);
+
+    EXPECT_THAT(AwaitStates(4), ElementsAre(1, 2, 4, 2));
+    EXPECT_TRUE(
+        process->AwaitErrorLine("File server could not be started. Exception: Could not start webserver"));
+    EXPECT_EQ(HealthStatus(), 204);
+    ExpectCleanEnd();
+}
+
+TEST_F(Lifecycle, CommissioningHasNoServerForUploads)
+{
+    root.Write("data/config/settings.json", R"({"InstallationComplete": false})");
+    StartUninitialized();
+    Enable();
+    AwaitListener(WebSocketPort);
+
+    EXPECT_FALSE(CRawHttp::CanConnect(FileServerPort));
+
+    ExpectCleanEnd();
+    EXPECT_THAT(process->Errors(), Not(HasSubstr("File server")));
 }
 
 TEST_F(Lifecycle, ControllerThatComesLateLearnsTheState)
@@ -407,15 +452,23 @@ TEST_F(Lifecycle, ControlCallsDuringSigintNeverHoldUpTheEnd)
 
 TEST_F(Lifecycle, RequestsBeforeDuringAndAfterStartAndStopDoNoHarm)
 {
+    PutFilesInPlace();
     std::vector<std::unique_ptr<CRepeater>> browsers;
-    for (const std::uint16_t port : {RestPort, WebSocketPort})
+    for (const std::size_t size : {std::size_t(0), std::size_t(100), std::size_t(1000000)})
     {
-        for (const std::size_t size : {std::size_t(0), std::size_t(100), std::size_t(1000000)})
+        for (const std::uint16_t port : {RestPort, WebSocketPort})
         {
             browsers.push_back(std::make_unique<CRepeater>(
                 [port, body = "\"" + std::string(size, 'x') + "\""]
                 { HttpRequest(port, "POST", "/system/reboot", LoggedInWithJson, body); }));
         }
+        browsers.push_back(std::make_unique<CRepeater>(
+            [package = std::string(size, 'x')]
+            {
+                const HttpHeaders form{{"Cookie", "sessionid=" + SessionKey},
+                                       {"Content-Type", "application/x-www-form-urlencoded"}};
+                HttpRequest(FileServerPort, "PUT", "/", form, "firmware=" + package);
+            }));
     }
     for (int round = 0; round < 5; ++round)
     {

@@ -13,6 +13,7 @@
 
 constexpr std::uint16_t RestPort = 8080;
 constexpr std::uint16_t WebSocketPort = 8081;
+constexpr std::uint16_t FileServerPort = 8082;
 constexpr std::uint16_t SteeringPort = 8090;
 
 /// A persistent session that every station of these tests has from the start.
@@ -59,7 +60,7 @@ protected:
     int Control(const std::string& request) const;
 
     /// Enables a process a second time. That fails at the event server, which starts only once, and leaves
-    /// the REST server running.
+    /// the REST server and the upload server running.
     void StartRestServerAgain() const;
 
     /// Ends the process by SIGINT and expects status 0 within a second.
