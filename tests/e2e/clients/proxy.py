@@ -48,10 +48,6 @@ class Proxy:
         self.program = subprocess.Popen([nginx, "-c", main, "-e", self.directory / "error.log"])
         eventually(lambda: socket.create_connection(("127.0.0.1", PORT)).close() is None, "the proxy listens")
 
-    def body_files(self):
-        """Requests that the proxy has laid down on its disk, and not passed on as they came."""
-        return list((self.directory / "body").iterdir())
-
     def close(self):
         self.program.terminate()
         self.program.wait(PATIENCE)

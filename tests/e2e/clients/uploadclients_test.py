@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Uploads of a firmware package by clients that other people wrote, at the server's port and behind a proxy."""
 import filecmp
+import http.client
 import json
 import os
 import pathlib
@@ -99,29 +100,29 @@ class ProgramTest(UploadTest):
         done = subprocess.run(command, capture_output=True, text=True, check=True, timeout=stations.PATIENCE)
         return done.stdout
 
-
-class CurlTest(ProgramTest):
-    def upload(self, url, *options):
+    def upload_by_curl(self, url, *options):
         output = self.run_program(OPTIONS.curl, "--silent", "--show-error", "-w", "\n%{http_code}", "-X", "PUT",
                                   "-b", self.cookie, "-F", f"firmware=@{PACKAGE}", *options, url)
         text, _, status = output.rpartition("\n")
         return int(status), text
 
+
+class CurlTest(ProgramTest):
     def test_uploads_to_the_port(self):
-        self.assertEqual(self.upload(DIRECT), (201, "Created"))
+        self.assertEqual(self.upload_by_curl(DIRECT), (201, "Created"))
         self.assert_installed()
 
     def test_uploads_through_the_proxy(self):
-        self.assertEqual(self.upload(proxy.UPLOAD), (201, "Created"))
+        self.assertEqual(self.upload_by_curl(proxy.UPLOAD), (201, "Created"))
         self.assert_installed()
 
     def test_uploads_in_chunked_transfer(self):
-        self.assertEqual(self.upload(DIRECT, "-H", "Transfer-Encoding: chunked"), (201, "Created"))
+        self.assertEqual(self.upload_by_curl(DIRECT, "-H", "Transfer-Encoding: chunked"), (201, "Created"))
         self.assert_installed()
 
     def test_without_a_session_is_unauthorized(self):
         self.cookie = "sessionid=0"
-        self.assertEqual(self.upload(DIRECT), (401, "Unauthorized"))
+        self.assertEqual(self.upload_by_curl(DIRECT), (401, "Unauthorized"))
         self.assertEqual(self.requesters(), [])
 
 
@@ -136,6 +137,25 @@ class NodeTest(ProgramTest):
 
     def test_uploads_through_the_proxy(self):
         self.assertEqual(self.upload(proxy.UPLOAD), [201, "Created"])
+        self.assert_installed()
+
+
+class ProxyTest(ProgramTest):
+    def test_passes_an_upload_on_as_it_comes_and_its_end_too(self):
+        head = b'--boundary\r\nContent-Disposition: form-data; name="firmware"; filename="f"\r\n\r\n'
+        client = http.client.HTTPConnection("127.0.0.1", proxy.PORT, timeout=stations.PATIENCE)
+        self.addCleanup(client.close)
+        client.putrequest("PUT", "/upload")
+        for header in (("Cookie", self.cookie), ("Content-Type", "multipart/form-data; boundary=boundary"),
+                       ("Content-Length", str(100 * MEBIBYTE))):
+            client.putheader(*header)
+        client.endheaders(head + bytes(2 * MEBIBYTE))
+        stations.eventually(lambda: self.stored().stat().st_size > MEBIBYTE, "the package comes")
+
+        client.close()
+
+        # until then the package is in use
+        stations.eventually(lambda: self.upload_by_curl(proxy.UPLOAD) == (201, "Created"), "the package is free")
         self.assert_installed()
 
 
@@ -190,9 +210,12 @@ class BrowserTest(UploadTest):
 
 
 def load_tests(loader, _tests, _pattern):
-    cases = {"curl": CurlTest, "node": NodeTest, "browser": BrowserTest}
-    chosen = [case for name, case in cases.items() if getattr(OPTIONS, name)]
-    return unittest.TestSuite(loader.loadTestsFromTestCase(case) for case in chosen)
+    cases = [CurlTest, ProxyTest]
+    if OPTIONS.node:
+        cases.append(NodeTest)
+    if OPTIONS.browser:
+        cases.append(BrowserTest)
+    return unittest.TestSuite(loader.loadTestsFromTestCase(case) for case in cases)
 
 
 if __name__ == "__main__":
@@ -200,7 +223,7 @@ if __name__ == "__main__":
     parser = stations.arguments(__doc__)
     parser.add_argument("--nginx", metavar="PROGRAM", required=True, help="the proxy")
     parser.add_argument("--package-mib", metavar="SIZE", type=int, default=200, help="size of the package, in MiB")
-    parser.add_argument("--curl", metavar="PROGRAM", help="test with this curl")
+    parser.add_argument("--curl", metavar="PROGRAM", required=True, help="test with this curl")
     parser.add_argument("--node", metavar="PROGRAM", help="test with this Node.js")
     parser.add_argument("--browser", action="store_true", help="test with Chromium")
     OPTIONS, rest = parser.parse_known_args()
