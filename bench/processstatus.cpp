@@ -36,6 +36,23 @@ long ProcessStatus::ProportionalSetKiB(pid_t process)
     return NumberBehind(Directory(process) / "smaps_rollup", "Pss:");
 }
 
+long ProcessStatus::ResidentKiB(pid_t process)
+{
+    return NumberBehind(Directory(process) / "status", "VmRSS:");
+}
+
+long ProcessStatus::PeakResidentKiB(pid_t process)
+{
+    return NumberBehind(Directory(process) / "status", "VmHWM:");
+}
+
+void ProcessStatus::ForgetPeak(pid_t process)
+{
+    std::ofstream marks(Directory(process) / "clear_refs");
+    // makes the peak the present size
+    marks << 5 << std::flush;
+}
+
 long ProcessStatus::VoluntarySwitches(pid_t process)
 {
     long switches = 0;

@@ -5,16 +5,16 @@ from station import PATIENCE, REST
 
 
 class Browser:
-    """Chromium on a page of the REST port, which is the origin of its requests."""
+    """Chromium on a page, by default one of the REST port, which is the origin of its requests."""
 
-    def __init__(self, profile):
+    def __init__(self, profile, page=f"{REST}/auth/status"):
         options = webdriver.ChromeOptions()
         for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
                          f"--user-data-dir={profile}"):
             options.add_argument(argument)
         self.driver = webdriver.Chrome(options=options)
         self.driver.set_script_timeout(PATIENCE)
-        self.driver.get(f"{REST}/auth/status")
+        self.driver.get(page)
 
     def fetch(self, method, path, body=None):
         """Status and text of the answer to a request of the page."""

@@ -19,6 +19,8 @@ STEERING = "http://127.0.0.1:8090"
 PASSWORD = "correct horse"
 PROGRAMS = ("webbackend", "stationsim", "webbackend-passwd")
 PATIENCE = 60
+# runs a program with a station's directories as /data and /tmp
+IN_STATION = pathlib.Path(__file__).parents[3] / "scripts/in_station"
 
 
 def enter_private_network():
@@ -81,14 +83,17 @@ def last_call():
 class Station:
     """The files of a station, and the programs that run on them."""
 
-    def __init__(self, options):
-        """:param options: what a parser made by arguments() has read"""
+    def __init__(self, options, files_in_place=False):
+        """:param options: what a parser made by arguments() has read
+        :param files_in_place: whether the programs find the station's data and tmp as /data and /tmp
+        """
         self.programs = {name: getattr(options, name.replace("-", "_")) for name in PROGRAMS}
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="station"))
         shutil.copytree(options.files / "etc", self.root / "etc")
         for directory in ("run", "data/config", "data/log"):
             (self.root / directory).mkdir(parents=True)
         self.set_default("secrets", "WebIfManagementPassword", self.encoded(PASSWORD))
+        self.prefix = [IN_STATION, self.root] if files_in_place else []
         self.running = []
         self.process = None
 
@@ -109,7 +114,7 @@ class Station:
     def start(self, program):
         with open(self.root / f"{program}.log", "a") as log:
             self.running.append(
-                subprocess.Popen([self.programs[program], "-r", f"{self.root}/"], stdout=log, stderr=log))
+                subprocess.Popen([*self.prefix, self.programs[program], "-r", f"{self.root}/"], stdout=log, stderr=log))
         return self.running[-1]
 
     def start_process(self):

@@ -26,11 +26,11 @@
 #include "tests/support/capturedlog.h"
 #include "tests/support/configfiles.h"
 #include "tests/support/eventually.h"
+#include "tests/support/formdata.h"
 #include "tests/support/manualsystemclock.h"
 #include "tests/support/privatemounts.h"
 #include "tests/support/rawhttp.h"
 #include "tests/support/temporarydirectory.h"
-#include "tests/unit/src/fileserver/formdata.h"
 
 namespace
 {

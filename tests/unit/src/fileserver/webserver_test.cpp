@@ -17,9 +17,9 @@
 #include "tests/support/busyport.h"
 #include "tests/support/capturedlog.h"
 #include "tests/support/eventually.h"
+#include "tests/support/formdata.h"
 #include "tests/support/privatenetwork.h"
 #include "tests/support/rawhttp.h"
-#include "tests/unit/src/fileserver/formdata.h"
 
 namespace
 {
