@@ -38,9 +38,13 @@ CFirmwareUpdateHandler::CFirmwareUpdateHandler(std::shared_ptr<CFileTransfer> fi
 CFirmwareUpdateHandler::~CFirmwareUpdateHandler()
 {
     LOG_ENTRY(CFirmwareUpdateHandler, "~CFirmwareUpdateHandler");
-    if (lastCall)
     {
-        lastCall->Cancel();
+        const std::lock_guard lock(mutex);
+        isEnding = true;
+        if (lastCall)
+        {
+            lastCall->Cancel();
+        }
     }
     fileTransfer->Interrupt();
     if (worker.IsRunning())
@@ -64,8 +68,19 @@ void CFirmwareUpdateHandler::SetStatusTopic(std::shared_ptr<ITopic> topic)
     statusTopic = std::move(topic);
 }
 
+bool CFirmwareUpdateHandler::IsEnding()
+{
+    const std::lock_guard lock(mutex);
+    return isEnding;
+}
+
 void CFirmwareUpdateHandler::Update(const std::string& url)
 {
+    if (IsEnding())
+    {
+        // one of several that waited behind the download that was interrupted
+        return;
+    }
     if (!FetchPackage(url))
     {
         LOG_WARN("Failed to download firmware package file {} to {}", url, package.string());

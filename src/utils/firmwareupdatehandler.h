@@ -57,6 +57,7 @@ public:
     void SetStatusTopic(std::shared_ptr<ITopic> topic) override;
 
 private:
+    bool IsEnding();
     void Update(const std::string& url);
     bool FetchPackage(const std::string& url);
     void ReportFailedDownload();
@@ -72,6 +73,7 @@ private:
 
     // Guarded by mutex
     std::shared_ptr<ITopic> statusTopic;
+    bool isEnding = false;
 
     /// stopped before the other members go
     CWorker worker{"fwupdate"};

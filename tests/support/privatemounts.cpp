@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace
 {
@@ -34,4 +35,18 @@ void CPrivateMounts::MakeReadOnly(const std::filesystem::path& directory) const
 {
     Check(mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr),
           "remount " + directory.string());
+}
+
+CShownFile::CShownFile(const CPrivateMounts& /*mounts*/,
+                       const std::filesystem::path& file,
+                       std::filesystem::path place)
+    : place(std::move(place))
+{
+    Check(mount(file.c_str(), this->place.c_str(), nullptr, MS_BIND, nullptr),
+          "mount " + this->place.string());
+}
+
+CShownFile::~CShownFile()
+{
+    umount2(place.c_str(), MNT_DETACH);
 }

@@ -18,3 +18,20 @@ public:
     /// @throws std::system_error
     void MakeReadOnly(const std::filesystem::path& directory) const;
 };
+
+/// Shows a file in the place of another one while it lives, to those that see the mounts.
+class CShownFile
+{
+public:
+    /// @param file  outlives the object
+    /// @throws std::system_error
+    CShownFile(const CPrivateMounts& mounts, const std::filesystem::path& file, std::filesystem::path place);
+    ~CShownFile();
+    CShownFile(const CShownFile&) = delete;
+    CShownFile& operator=(const CShownFile&) = delete;
+    CShownFile(CShownFile&&) = delete;
+    CShownFile& operator=(CShownFile&&) = delete;
+
+private:
+    const std::filesystem::path place;
+};

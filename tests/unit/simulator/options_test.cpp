@@ -30,6 +30,7 @@ TEST(SimulatorOptions, RootAloneGivesTheDefaults)
     const SOptions options = Parse({"-r", "/station"});
     EXPECT_EQ(options.simulator.root, "/station");
     EXPECT_EQ(options.simulator.steerPort, 8090);
+    EXPECT_EQ(options.simulator.downloadPort, 8091);
     EXPECT_EQ(options.simulator.script, std::nullopt);
     EXPECT_EQ(options.simulator.logDirectory, "");
     EXPECT_EQ(options.simulator.firmwarePackage, "/tmp/update/package.swu");
@@ -47,6 +48,8 @@ TEST(SimulatorOptions, AllOptionsAreTaken)
                                     "steps.json",
                                     "--steer-port",
                                     "0",
+                                    "--download-port",
+                                    "7000",
                                     "--log-dir",
                                     "/log",
                                     "--manual-controller",
@@ -60,6 +63,7 @@ TEST(SimulatorOptions, AllOptionsAreTaken)
     EXPECT_EQ(options.simulator.root, "/station");
     EXPECT_EQ(options.simulator.script, "steps.json");
     EXPECT_EQ(options.simulator.steerPort, 0);
+    EXPECT_EQ(options.simulator.downloadPort, 7000);
     EXPECT_EQ(options.simulator.logDirectory, "/log");
     EXPECT_EQ(options.simulator.firmwarePackage, "/p.swu");
     EXPECT_TRUE(options.isVerbose);
@@ -77,6 +81,7 @@ TEST(SimulatorOptions, WrongCommandLinesAreRefused)
                                                       {"-r", "/station", "--steer-port", "65536"},
                                                       {"-r", "/station", "--steer-port", "80a"},
                                                       {"-r", "/station", "--steer-port", "-1"},
+                                                      {"-r", "/station", "--download-port", "x"},
                                                       {"-r", "/station", "--unknown"},
                                                       {"-r", "/station", "surplus"}};
     for (const auto& arguments : wrong)
