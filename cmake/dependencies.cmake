@@ -2,9 +2,12 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
+pkg_check_modules(AVAHI REQUIRED IMPORTED_TARGET avahi-core)
 pkg_check_modules(CRYPT REQUIRED IMPORTED_TARGET libxcrypt)
+pkg_check_modules(CURL REQUIRED libcurl)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
+pkg_check_modules(MODBUS REQUIRED IMPORTED_TARGET libmodbus)
 pkg_check_modules(WOLFSSL REQUIRED IMPORTED_TARGET wolfssl)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)

@@ -17,6 +17,7 @@ enum EOption
 {
     Script = 256,
     SteerPort,
+    DownloadPort,
     LogDirectory,
     Package,
     ManualController,
@@ -26,6 +27,7 @@ enum EOption
 constexpr std::array LongOptions{option{"root", required_argument, nullptr, 'r'},
                                  option{"script", required_argument, nullptr, Script},
                                  option{"steer-port", required_argument, nullptr, SteerPort},
+                                 option{"download-port", required_argument, nullptr, DownloadPort},
                                  option{"log-dir", required_argument, nullptr, LogDirectory},
                                  option{"package", required_argument, nullptr, Package},
                                  option{"manual-controller", no_argument, nullptr, ManualController},
@@ -71,6 +73,9 @@ void Take(int found, SOptions& options)
     case SteerPort:
         options.simulator.steerPort = ParseNumber<std::uint16_t>(optarg, "port");
         break;
+    case DownloadPort:
+        options.simulator.downloadPort = ParseNumber<std::uint16_t>(optarg, "port");
+        break;
     case LogDirectory:
         options.simulator.logDirectory = optarg;
         break;
@@ -101,6 +106,7 @@ const char* const UsageText =
     "  -r, --root ROOT      the station's root directory, with etc/iipc.json\n"
     "  --script FILE        steering requests to run from the start\n"
     "  --steer-port PORT    of the steering on 127.0.0.1; 8090, or 0 for a free one\n"
+    "  --download-port PORT of the downloads on 127.0.0.1; 8091, or 0 for a free one\n"
     "  --log-dir DIR        of the freeze frames; ROOT/data/log\n"
     "  --package FILE       the firmware package; /tmp/update/package.swu\n"
     "  --manual-controller  the controller waits for the steering\n"

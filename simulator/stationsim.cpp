@@ -1,5 +1,6 @@
 #include "simulator/stationsim.h"
 
+#include "platform/json/jsonutil.h"
 #include "platform/log/log.h"
 #include "platform/rpc/transportconfig.h"
 #include "simulator/operations.h"
@@ -14,6 +15,9 @@ namespace Simulator
 
 namespace
 {
+
+/// bytes
+constexpr std::int64_t PackageSize = 1024 * 1024;
 
 UtcSource SystemTime()
 {
@@ -39,6 +43,7 @@ CStationSim::CStationSim(const SSimulatorSettings& settings)
     : root(NormaliseRoot(settings.root))
     , rootLock(root)
     , steerPort(settings.steerPort)
+    , downloadPort(settings.downloadPort)
     , worker(std::make_shared<CWorker>("station"))
     , recorder(SystemTime())
     , gate(worker, faults, recorder)
@@ -71,6 +76,9 @@ void CStationSim::Start()
     worker->Start();
     services->Start();
     controller->Start();
+    downloadServer = std::make_unique<CDownloadServer>(downloadPort, downloads);
+    OfferSoftware();
+    LOG_INFO("Downloads on 127.0.0.1:{}", DownloadPort());
     httpServer = std::make_unique<CHttpServer>(
         steerPort, [this](const SHttpRequest& request) { return steering.Handle(request); });
     LOG_INFO("Steering on 127.0.0.1:{}", SteerPort());
@@ -84,6 +92,7 @@ void CStationSim::Stop()
 {
     // whoever waits is let go first, so that no thread has to be waited for
     recorder.EndWaiting();
+    downloads.EndWaiting();
     controller->Record().EndWaiting();
     controller->Stop();
     if (script)
@@ -91,6 +100,7 @@ void CStationSim::Stop()
         script->Stop();
     }
     httpServer.reset();
+    downloadServer.reset();
     services->Stop();
     worker->Stop();
 }
@@ -98,6 +108,28 @@ void CStationSim::Stop()
 std::uint16_t CStationSim::SteerPort() const
 {
     return httpServer->Port();
+}
+
+std::uint16_t CStationSim::DownloadPort() const
+{
+    return downloadServer->Port();
+}
+
+void CStationSim::OfferSoftware()
+{
+    SDownload package;
+    package.size = PackageSize;
+    downloads.Set("/firmware.swu", package);
+    downloads.Set("/customization.swu", package);
+
+    Json::Value versions;
+    versions["firmwareUrl"] = downloadServer->Url("/firmware.swu");
+    versions["firmwareVersion"] = "2.0.0-simulated";
+    versions["customizationUrl"] = downloadServer->Url("/customization.swu");
+    versions["customizationVersion"] = "2.0.0-custom";
+    SDownload descriptor;
+    descriptor.text = JsonUtil::WriteUnstyled(versions);
+    downloads.Set("/versions.json", descriptor);
 }
 
 SStation CStationSim::MakeStation(const SSimulatorSettings& settings)
@@ -162,6 +194,7 @@ void CStationSim::AddRoutes()
     AddStationRoutes(steering, station);
     AddNetworkRoutes(steering, station);
     AddSignalRoutes(steering, station);
+    AddDownloadRoutes(steering, downloads);
     AddFaultRoutes(steering, faults, *services);
     AddCallRoutes(steering, recorder);
     AddControllerRoutes(steering, *controller);

@@ -9,6 +9,8 @@
 #include "platform/worker/worker.h"
 #include "simulator/callrecorder.h"
 #include "simulator/controller/controller.h"
+#include "simulator/downloads/downloads.h"
+#include "simulator/downloads/downloadserver.h"
 #include "simulator/faulttable.h"
 #include "simulator/rootlock.h"
 #include "simulator/script.h"
@@ -37,6 +39,8 @@ struct SSimulatorSettings
     std::optional<std::string> script;
     /// of the steering on 127.0.0.1; 0 for one that is free
     std::uint16_t steerPort = 8090;
+    /// of the software for the station on 127.0.0.1; 0 for one that is free
+    std::uint16_t downloadPort = 8091;
     /// of the freeze frames; empty for data/log under the root
     std::filesystem::path logDirectory;
     std::filesystem::path firmwarePackage = "/tmp/update/package.swu";
@@ -74,16 +78,21 @@ public:
     /// Of the steering; from Start on.
     std::uint16_t SteerPort() const;
 
+    /// Of the downloads; from Start on.
+    std::uint16_t DownloadPort() const;
+
 private:
     SStation MakeStation(const SSimulatorSettings& settings);
     std::shared_ptr<CFirmware> MakeFirmware(const SStation& parts);
     std::shared_ptr<CDiagnostics> MakeDiagnosticsModel(const SStation& parts);
     void AddRoutes();
+    void OfferSoftware();
 
     // Constant after construction
     const std::filesystem::path root;
     const CRootLock rootLock;
     const std::uint16_t steerPort;
+    const std::uint16_t downloadPort;
     const std::shared_ptr<CWorker> worker;
 
     // In order of construction: each may use those before it
@@ -92,10 +101,12 @@ private:
     CCallGate gate;
     const SNotifications notifications;
     const SStation station;
+    CDownloads downloads;
     CSteering steering;
     std::unique_ptr<CStationServices> services;
     std::unique_ptr<CController> controller;
     std::unique_ptr<CScript> script;
+    std::unique_ptr<CDownloadServer> downloadServer;
     std::unique_ptr<CHttpServer> httpServer;
 };
 

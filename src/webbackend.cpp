@@ -4,6 +4,7 @@
 #include "src/api/charging.h"
 #include "src/api/config.h"
 #include "src/api/configapplicator.h"
+#include "src/api/network.h"
 #include "src/api/restserver.h"
 #include "src/api/statistics.h"
 #include "src/api/system.h"
@@ -21,6 +22,7 @@
 #include "src/signalslot.h"
 #include "src/statistics/historystatisticscomponent.h"
 #include "src/statistics/sessionstatisticscomponent.h"
+#include "src/utils/firmwareupdatehandler.h"
 #include "src/webbackendhsmactionhandler.h"
 #include "src/websocket/websocketserver.h"
 #include "statemachines/utils/statemachinesutility.h"
@@ -30,6 +32,7 @@
 #include "contracts/logconfigservice.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/diagnosticspackager.h"
+#include "platform/toolbox/filetransfer.h"
 #include "platform/toolbox/ntpsyncstatus.h"
 #include "platform/worker/heldsignals.h"
 
@@ -141,6 +144,8 @@ void CWebbackend::ConstructServers(const std::string& root)
     auto diagnosticsPackager =
         std::make_unique<Toolbox::CDiagnosticsPackager>(LogDirectory, PackageDirectory);
 
+    firmwareUpdateHandler =
+        std::make_shared<CFirmwareUpdateHandler>(std::make_shared<CFileTransfer>(), boardControl);
     authenticationApi =
         std::make_unique<Resources::CAuthenticationApi>(authorization, SessionTimeout, OmitSameSite);
     systemApi = std::make_unique<Resources::CSystemApi>(boardControl,
@@ -150,6 +155,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         hwinfo,
                                                         fwinfo,
                                                         networkApplicator,
+                                                        firmwareUpdateHandler,
                                                         std::move(diagnosticsPackager),
                                                         sessionManager);
     configApi = std::make_unique<Resources::CConfigApi>(authorization,
@@ -160,6 +166,7 @@ void CWebbackend::ConstructServers(const std::string& root)
                                                         backofficeApplicator,
                                                         secrets,
                                                         localScheduledChargingComponent);
+    networkApi = std::make_unique<Resources::CNetworkApi>(netM, network, secrets);
     statisticsApi =
         std::make_shared<Resources::CStatisticsApi>(sessionStatisticsComponent, historyStatisticsComponent);
     chargingApi = std::make_unique<Resources::CChargingApi>(settings, currentControl);
@@ -343,8 +350,16 @@ void CWebbackend::StopServers()
     const CCallInterrupter interrupter(
         *appCommunicationHost,
         StopGrace,
-        [this] { systemApi->InterruptDiagnosticsPackages(); },
-        [this] { systemApi->ResumeDiagnosticsPackages(); });
+        [this]
+        {
+            systemApi->InterruptWaits();
+            networkApi->InterruptSearches();
+        },
+        [this]
+        {
+            systemApi->ResumeWaits();
+            networkApi->ResumeSearches();
+        });
     restServer->stop();
     LOG_INFO("REST webserver stopped");
     webSocketServer->Stop();

@@ -29,6 +29,7 @@
 #include <vector>
 
 class CFileServer;
+class CFirmwareUpdateHandler;
 class CHistoryStatisticsComponent;
 class CMeterDataProxy;
 class CRestServer;
@@ -43,6 +44,7 @@ namespace Resources
 class CAuthenticationApi;
 class CChargingApi;
 class CConfigApi;
+class CNetworkApi;
 class CStatisticsApi;
 class CSystemApi;
 } // namespace Resources
@@ -107,12 +109,14 @@ private:
     std::shared_ptr<IRfid> rfid;
     std::shared_ptr<ISessionManager> sessionManager;
     std::shared_ptr<ICurrentControl> currentControl;
+    std::shared_ptr<CFirmwareUpdateHandler> firmwareUpdateHandler;
     std::shared_ptr<CWebbackendHsmActionHandler> hsmActionHandler;
     std::shared_ptr<CWebbackendHsm> hsm;
     std::thread serverThread;
     std::thread notificationThread;
     std::unique_ptr<Resources::CAuthenticationApi> authenticationApi;
     std::unique_ptr<Resources::CConfigApi> configApi;
+    std::unique_ptr<Resources::CNetworkApi> networkApi;
     std::unique_ptr<Resources::CSystemApi> systemApi;
     std::shared_ptr<Resources::CStatisticsApi> statisticsApi;
     std::unique_ptr<Resources::CChargingApi> chargingApi;

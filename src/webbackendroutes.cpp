@@ -3,10 +3,12 @@
 #include "src/api/authentication.h"
 #include "src/api/charging.h"
 #include "src/api/config.h"
+#include "src/api/network.h"
 #include "src/api/restserver.h"
 #include "src/api/statistics.h"
 #include "src/api/system.h"
 #include "src/services/meterdataproxy.h"
+#include "src/utils/firmwareupdatehandler.h"
 #include "src/webbackend.h"
 #include "src/websocket/broadcasters/boardcontrolfwupdatestatus.h"
 #include "src/websocket/broadcasters/diagnosticsstatuschanged.h"
@@ -20,6 +22,7 @@
 using Resources::CAuthenticationApi;
 using Resources::CChargingApi;
 using Resources::CConfigApi;
+using Resources::CNetworkApi;
 using Resources::CStatisticsApi;
 using Resources::CSystemApi;
 
@@ -67,6 +70,18 @@ void CWebbackend::RegisterResourcesBase()
                   Gated);
     rest.AddRoute(
         Method::Get, "system/web-interface-mode", Handler(systemApi, &CSystemApi::GetWebInterfaceMode), Open);
+    rest.AddRoute(Method::Get,
+                  "system/software/automatic-update/current-versions",
+                  Handler(systemApi, &CSystemApi::SoftwareCurrentVersions),
+                  Gated);
+    rest.AddRoute(Method::Get,
+                  "system/software/automatic-update/available-versions",
+                  Handler(systemApi, &CSystemApi::SoftwareAvailableVersions),
+                  Gated);
+    rest.AddRoute(Method::Post,
+                  "system/software/automatic-update/update",
+                  Handler(systemApi, &CSystemApi::SoftwareUpdateAutomatic),
+                  Gated);
     rest.AddRoute(Method::Get, "/config/user", Handler(configApi, &CConfigApi::GetUserConfig), Gated);
     rest.AddRoute(Method::Patch, "/config/user", Handler(configApi, &CConfigApi::PatchUserConfig), Gated);
     rest.AddRoute(Method::Get, "/config/network", Handler(configApi, &CConfigApi::GetNetworkConfig), Gated);
@@ -107,6 +122,15 @@ void CWebbackend::RegisterResourcesBase()
     rest.AddRoute(Method::Get,
                   "/config/ocpp-backoffice",
                   Handler(configApi, &CConfigApi::GetOcppBackofficeConfig),
+                  Gated);
+    rest.AddRoute(Method::Get, "/network/scanwlan", Handler(networkApi, &CNetworkApi::ScanWlan), Gated);
+    rest.AddRoute(
+        Method::Post, "/network/connectwlan", Handler(networkApi, &CNetworkApi::ConnectWlan), Gated);
+    rest.AddRoute(
+        Method::Get, "/network/scanhomewizard", Handler(networkApi, &CNetworkApi::ScanHomeWizard), Gated);
+    rest.AddRoute(Method::Post,
+                  "/network/verifymodbustcpconn",
+                  Handler(networkApi, &CNetworkApi::VerifyModbusTcpConn),
                   Gated);
 
     CWebSocketServer& events = *webSocketServer;
@@ -153,8 +177,10 @@ void CWebbackend::RegisterResourcesDashboard()
         events.CreateTopic("/system/diagnostics/statuschanged"), diagnostics));
     broadcasters.push_back(std::make_shared<CSessionStatusBroadcaster>(
         events.CreateTopic("/session/status"), sessionManagerNotificationProxy, meterDataProxy, worker));
-    broadcasters.push_back(std::make_shared<CBoardControlFwUpdateStatusBroadcaster>(
-        events.CreateTopic("/system/fwupdate/status"), boardControl));
+    const auto firmwareStatus = events.CreateTopic("/system/fwupdate/status");
+    broadcasters.push_back(
+        std::make_shared<CBoardControlFwUpdateStatusBroadcaster>(firmwareStatus, boardControl));
+    firmwareUpdateHandler->SetStatusTopic(firmwareStatus);
 }
 
 void CWebbackend::RegisterResourcesCommissioning()

@@ -2,6 +2,7 @@
 
 #include "simulator/callrecorder.h"
 #include "simulator/controller/controller.h"
+#include "simulator/downloads/downloads.h"
 #include "simulator/faulttable.h"
 #include "simulator/services/stationservices.h"
 #include "simulator/station.h"
@@ -24,6 +25,9 @@ void AddSignalRoutes(CSteering& steering, const SStation& station);
 
 /// /fault, /service
 void AddFaultRoutes(CSteering& steering, CFaultTable& faults, CStationServices& services);
+
+/// /download
+void AddDownloadRoutes(CSteering& steering, CDownloads& downloads);
 
 /// /calls
 void AddCallRoutes(CSteering& steering, CCallRecorder& recorder);

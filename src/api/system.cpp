@@ -56,6 +56,7 @@ CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
                        std::shared_ptr<TarnConfig> hwinfo,
                        std::shared_ptr<TarnConfig> fwinfo,
                        std::shared_ptr<IConfigApplicator> networkApplicator,
+                       std::shared_ptr<IFirmwareUpdateHandler> firmwareUpdateHandler,
                        std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager,
                        std::shared_ptr<ISessionManager> sessionManager,
                        std::filesystem::path configDirectory)
@@ -66,6 +67,7 @@ CSystemApi::CSystemApi(std::shared_ptr<IBoardControl> boardControl,
     , hwinfo(std::move(hwinfo))
     , fwinfo(std::move(fwinfo))
     , networkApplicator(std::move(networkApplicator))
+    , firmwareUpdateHandler(std::move(firmwareUpdateHandler))
     , diagnosticsPackager(std::move(diagnosticsPackager))
     , sessionManager(std::move(sessionManager))
     , configDirectory(std::move(configDirectory))
@@ -172,15 +174,15 @@ void CSystemApi::CreateFreezeFrame()
     freezeFrames->Create(FreezeFrameReason);
 }
 
-void CSystemApi::InterruptDiagnosticsPackages()
+void CSystemApi::InterruptWaits()
 {
-    LOG_ENTRY(CSystemApi, "InterruptDiagnosticsPackages");
+    LOG_ENTRY(CSystemApi, "InterruptWaits");
     interruption->Interrupt();
 }
 
-void CSystemApi::ResumeDiagnosticsPackages()
+void CSystemApi::ResumeWaits()
 {
-    LOG_ENTRY(CSystemApi, "ResumeDiagnosticsPackages");
+    LOG_ENTRY(CSystemApi, "ResumeWaits");
     interruption->Resume();
 }
 

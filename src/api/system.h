@@ -9,6 +9,7 @@ class IConfigApplicator;
 class IDiagnostics;
 class IDiagnosticsSnapshot;
 class IFeedback;
+class IFirmwareUpdateHandler;
 class IHttpRequest;
 class ISessionManager;
 class TarnConfig;
@@ -47,6 +48,7 @@ public:
                std::shared_ptr<TarnConfig> hwinfo,
                std::shared_ptr<TarnConfig> fwinfo,
                std::shared_ptr<IConfigApplicator> networkApplicator,
+               std::shared_ptr<IFirmwareUpdateHandler> firmwareUpdateHandler,
                std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager,
                std::shared_ptr<ISessionManager> sessionManager,
                std::filesystem::path configDirectory = "/data/config");
@@ -102,10 +104,24 @@ public:
     /// @throws std::filesystem::filesystem_error if something can't be removed; the station goes on then
     Response FactoryReset();
 
-    /// Lets the diagnostics packages that are under way fail, whatever they wait for, and those that follow
-    /// until they are resumed. Before the calls of the services are interrupted.
-    void InterruptDiagnosticsPackages();
-    void ResumeDiagnosticsPackages();
+    /// 200 with what is installed: {"Firmware": string, "Customization": string}, the latter only where there
+    /// is one.
+    Response SoftwareCurrentVersions();
+
+    /// 200 with what could be installed, in the same form: what nothing is known of is left out. See
+    /// ReadVersionDescriptor. Waits for another server for up to half a minute.
+    Response SoftwareAvailableVersions();
+
+    /// Takes {"Package-Type": "Firmware"} or "Customization", downloads that package and has the board
+    /// install it, in the background: 204. Waits for another server for up to half a minute.
+    /// @throws HttpStatusException<400> for a body without the text, and "Requested update package type not
+    /// found in update helper descriptor"; Json::Exception for a body that is neither an object nor null
+    Response SoftwareUpdateAutomatic(const IHttpRequest& request);
+
+    /// Lets the diagnostics packages and version look-ups that are under way fail, whatever they wait for,
+    /// and those that follow until they are resumed. Before the calls of the services are interrupted.
+    void InterruptWaits();
+    void ResumeWaits();
 
 private:
     void CreateFreezeFrame();
@@ -119,6 +135,7 @@ private:
     const std::shared_ptr<TarnConfig> hwinfo;
     const std::shared_ptr<TarnConfig> fwinfo;
     const std::shared_ptr<IConfigApplicator> networkApplicator;
+    const std::shared_ptr<IFirmwareUpdateHandler> firmwareUpdateHandler;
     std::shared_ptr<IDiagnosticsSnapshot> diagnosticsSnapshot;
     const std::unique_ptr<Toolbox::CDiagnosticsPackager> diagnosticsPackager;
     const std::shared_ptr<ISessionManager> sessionManager;

@@ -29,7 +29,8 @@ class SimulatorProgram : public testing::TestWithParam<int>
 protected:
     void Start(const std::vector<std::string>& moreArguments = {})
     {
-        std::vector<std::string> command{WEBBACKEND_STATIONSIM, "-r", root.Root(), "--steer-port", "0"};
+        std::vector<std::string> command{
+            WEBBACKEND_STATIONSIM, "-r", root.Root(), "--steer-port", "0", "--download-port", "0"};
         command.insert(command.end(), moreArguments.begin(), moreArguments.end());
         program = std::make_unique<CChildProcess>(command);
     }

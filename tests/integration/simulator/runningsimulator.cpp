@@ -13,6 +13,7 @@ Simulator::SSimulatorSettings SettingsFor(const CStationRoot& root, std::chrono:
     Simulator::SSimulatorSettings settings;
     settings.root = root.Path();
     settings.steerPort = 0;
+    settings.downloadPort = 0;
     settings.firmwarePackage = root.Path() / "package.swu";
     settings.recoveryPause = recoveryPause;
     return settings;

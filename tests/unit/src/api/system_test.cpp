@@ -76,6 +76,7 @@ protected:
                 TarnConfig::CreateStaticOnly("fwinfo", Root()),
                 nullptr,
                 nullptr,
+                nullptr,
                 nullptr};
     }
 

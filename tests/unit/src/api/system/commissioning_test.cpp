@@ -88,6 +88,7 @@ protected:
                 TarnConfig::CreateStaticOnly("fwinfo", directory.Root()),
                 networkApplicator,
                 nullptr,
+                nullptr,
                 sessionManager,
                 configDirectory};
     }

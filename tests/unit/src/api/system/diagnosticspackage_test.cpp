@@ -63,6 +63,7 @@ protected:
                 TarnConfig::CreateStaticOnly("hwinfo", directory.Root()),
                 TarnConfig::CreateStaticOnly("fwinfo", directory.Root()),
                 nullptr,
+                nullptr,
                 std::make_unique<Toolbox::CDiagnosticsPackager>(directory.Path() / "log", target, Noon),
                 nullptr};
     }
@@ -214,7 +215,7 @@ TEST_F(DiagnosticsPackage, FailsForTheSecondOfTwoAtOnceAndComesForTheFirst)
 TEST_F(DiagnosticsPackage, FailsWhenItsFreezeFrameIsInterrupted)
 {
     CSystemApi api = Api();
-    ExpectFreezeFrame([&api] { api.InterruptDiagnosticsPackages(); });
+    ExpectFreezeFrame([&api] { api.InterruptWaits(); });
 
     EXPECT_THROW(api.GetDiagnosticsPackage(), Rpc::CommunicationException);
 
@@ -227,7 +228,7 @@ TEST_F(DiagnosticsPackage, FailsWhenItsCallIsInterrupted)
     ExpectFreezeFrame(
         [&api]
         {
-            api.InterruptDiagnosticsPackages();
+            api.InterruptWaits();
             throw Rpc::CommunicationException("Diagnostics.CreateFreezeFrame: cancelled");
         });
 
@@ -243,14 +244,14 @@ TEST_F(DiagnosticsPackage, FailsWhenItsPackingIsInterruptedAndComesAfterwards)
         [this, &api]
         {
             diagnostics->FreezeFrameDone("/data/log/freezeframe.json");
-            api.InterruptDiagnosticsPackages();
+            api.InterruptWaits();
         });
 
     EXPECT_THROW(api.GetDiagnosticsPackage(), std::system_error);
 
     EXPECT_FALSE(fs::exists(package));
     testing::Mock::VerifyAndClear(diagnostics.get());
-    api.ResumeDiagnosticsPackages();
+    api.ResumeWaits();
     ExpectGoodFreezeFrame();
     ExpectPackage(api.GetDiagnosticsPackage());
 }

@@ -1,0 +1,6 @@
+#include "platform/toolbox/mdnsbrowser.h"
+
+int main(int argc, char** argv)
+{
+    return RunMdnsBrowser(argc, argv);
+}
