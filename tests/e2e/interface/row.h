@@ -1,0 +1,218 @@
+/// The language of the tables that state the interface of the process, one row a case.
+///
+///     {None,  "GET /system/info", {}, Unauthorized()},
+///     {Valid, "POST /system/reboot", R"({"RebootType": "SoftReboot"})", NoContent(),
+///      {R"(BoardControl.Reboot {"Type":0})"}},
+///
+/// reads: without a session the information is refused; with one a reboot is answered by 204, after the one
+/// call of a service that stands there. What is expected is everything: the status line, all headers but the
+/// date, the body, and all calls that arrive at the station's services but the readings of the meter.
+///
+/// Expected texts may hold these in place of what nobody can foretell:
+///     <key>      a session's key
+///     <latest>   the one that the last <key> stood for
+///     <time>     2024-05-01T12:00:00Z
+///     <stamp>    2024-05-01T120000
+///     <...>      anything up to what follows, but not nothing and not a line feed
+///     <archive>  a tar archive
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/rawhttp.h"
+
+namespace Interface
+{
+
+/// Whom a row is about. Rows of those who ask may name several: the row holds for each of them in turn.
+enum EWho : unsigned
+{
+    /// Ask by HTTP: "GET /path" at the REST server, "PUT :8082/path" at another port.
+    None = 1,     ///< without a cookie
+    Wrong = 2,    ///< with a session that there is not
+    Valid = 4,    ///< with the session that there is from the start
+    Latest = 8,   ///< with the session that the last <key> stood for
+    Earlier = 16, ///< with the one that the <key> before stood for
+    NoneOrWrong = None | Wrong,
+    Anybody = None | Wrong | Valid,
+
+    /// Connections to the event server, which are opened by their first row and stay: "subscribe /topic" or
+    /// any other action, "says" with the text to send as body, "hears" for what comes by itself.
+    Browser = 32,          ///< with the valid session
+    Second = 64,           ///< likewise
+    BrowserOfNone = 128,   ///< without a cookie
+    BrowserOfWrong = 256,  ///< with a session that there is not
+    BrowserOfLatest = 512, ///< with the session that the last <key> stood for
+};
+
+/// Between those who ask: what happens in the station, and what its files hold.
+enum EStep : unsigned
+{
+    Station = 1024, ///< "POST /fault" and a body: steers the simulated station
+    File = 2048,    ///< a path below the station's root and contents: writes it
+    Remove = 4096,  ///< a path: removes it with all that is in it
+    Holds = 8192,   ///< a path and contents: what it holds
+    Gone = 16384,   ///< a path: there is no such file
+    Stored = 32768  ///< a configuration file's name and members: what it holds of the web interface's writing
+};
+
+/// Beside one who asks: the answer comes about by itself, and is asked for until it is there.
+constexpr unsigned Soon = 65536;
+
+/// A request's body, as JSON unless told otherwise.
+struct SBody
+{
+    SBody() = default;
+    SBody(const char* json)
+        : SBody("application/json", json)
+    {
+    }
+    SBody(std::string json)
+        : SBody("application/json", std::move(json))
+    {
+    }
+    SBody(std::string type, std::string text)
+        : type(std::move(type))
+        , text(std::move(text))
+    {
+    }
+
+    /// empty: without the header
+    std::string type;
+    std::string text;
+};
+
+SBody Typed(const std::string& type, const std::string& text);
+
+/// An urlencoded form
+SBody Form(const std::string& text);
+
+/// A multipart form with these values
+SBody Multipart(const std::vector<std::pair<std::string, std::string>>& values);
+
+/// What is answered, or what a connection to the event server receives.
+struct SAnswer
+{
+    int status = 0;
+    /// In the order of the wire, without Date and Content-Length.
+    HttpHeaders headers = {};
+    std::string body = {};
+    /// Frames, or the close as "closed CODE REASON"
+    std::vector<std::string> frames = {};
+    /// whether more frames may follow
+    bool isBeginning = false;
+    /// whether the frames behind the first one come in no certain order
+    bool isMixed = false;
+
+    SAnswer WithCookie(const std::string& cookie) const;
+};
+
+// ------------------------------------------------------------------------------------- answers of REST
+// routes
+
+/// 200 with a value, given as JSON text of any style
+SAnswer Ok(const std::string& json);
+SAnswer NoContent();
+
+/// An error whose text is its reason word.
+SAnswer Reason(int status);
+SAnswer Unauthorized();
+SAnswer BadRequest();
+
+/// An error with a text of a handler's own, which comes wrapped twice.
+SAnswer Message(int status, const std::string& text);
+
+/// The same with a value for the text.
+SAnswer MessageOf(int status, const std::string& json);
+
+/// 500 with an exception's text
+SAnswer Failure(const std::string& text);
+SAnswer NotAllowed();
+
+/// The pages of the HTTP library
+SAnswer NoSuchPath();
+SAnswer NoSuchMethod();
+
+/// 200 with a file to be saved under this name
+SAnswer Download(const std::string& name, const std::string& contents);
+
+// ------------------------------------------------------------------------------- answers of the upload
+// server
+
+SAnswer Page(int status, const std::string& text);
+
+/// Nobody listens on the port.
+SAnswer NoConnection();
+
+// ------------------------------------------------------------------------------- frames of the event server
+
+SAnswer Frames(std::vector<std::string> frames);
+
+/// Frames of which the first is followed by the others in any order.
+SAnswer MixedFrames(std::vector<std::string> frames);
+
+/// Frames that others may follow.
+SAnswer FirstFrames(std::vector<std::string> frames);
+
+std::string Result(const std::string& status,
+                   const std::string& topic,
+                   const std::string& action,
+                   const std::string& message);
+std::string Subscribed(const std::string& topic);
+std::string Unsubscribed(const std::string& topic);
+std::string InvalidTopic(const std::string& action, const std::string& topic);
+
+/// @param json  the event's data
+std::string Event(const std::string& topic, const std::string& json);
+std::string Closed(int code, const std::string& reason);
+
+// ---------------------------------------------------------------------------------------------------- tables
+
+struct SRow
+{
+    unsigned who = None;
+    std::string request;
+    SBody body = {};
+    SAnswer answer = {};
+    /// Calls that arrive at services: "Service.Operation REQUEST", or "Diagnostics.SendSignal NUMBER TEXT".
+    std::vector<std::string> calls = {};
+};
+
+enum class EMode
+{
+    Dashboard,
+    Commissioning
+};
+
+/// Rows that follow each other in one station and one process.
+struct SSection
+{
+    std::string name;
+    EMode mode = EMode::Dashboard;
+
+    /// What the station has from the start: the image's defaults of a file, by its name and members, where
+    /// null takes one away; or a whole file, by its path.
+    std::vector<std::pair<std::string, std::string>> files = {};
+    std::vector<SRow> rows = {};
+};
+
+using Sections = std::vector<SSection>;
+
+/// JSON text in the style of the answers.
+std::string Styled(const std::string& json);
+
+/// An object with some of its members replaced.
+std::string With(const std::string& json, const std::string& members);
+
+/// An object without a member.
+std::string Without(const std::string& json, const std::string& member);
+
+/// Whether a row is a request by HTTP.
+bool IsRequest(const SRow& row);
+
+/// "GET", and "/path" or ":8082/path"
+std::pair<std::string, std::string> Split(const std::string& request);
+
+} // namespace Interface
