@@ -24,7 +24,7 @@ public:
     /// Takes the next piece of the body.
     virtual void Process(const char* data, std::size_t size);
 
-    /// Whether the body, all of it, was of use.
+    /// Whether something was done with the body.
     virtual bool IsProcessed();
 
     bool HasException() const;

@@ -15,7 +15,7 @@ class IFwPackageWriter;
 
 /// Receives firmware packages and has them installed, one upload at a time:
 ///
-///     PUT / with the cookie "sessionid" and a form whose only field, "firmware", is the package
+///     PUT, any path, with the cookie "sessionid" and a form whose only field, "firmware", is the package
 ///
 /// Body and status of the answers, all of them text/html, those in quotation marks with these:
 /// 201 Created: the board has accepted the package; 401 Unauthorized: no live session, which each piece of
@@ -24,10 +24,12 @@ class IFwPackageWriter;
 /// too whose first one to four bytes arrive apart from the rest;
 /// 503 "The firmware package is currently in use by someone else";
 /// 500 "Could not write to file": also a package that is too large; 500 Internal communication failure: the
-/// board refuses or can't be reached; 500 with another text: the file can't be made.
+/// board refuses or can't be reached; 500 with another text: the file can't be made, or the installation
+/// fails otherwise. Pieces and ends of requests that don't have the package are 401 and 403 Forbidden.
 ///
 /// An upload empties the package file at its beginning, before its session is looked at. One that fails
-/// deletes it; one that is broken off leaves what has arrived.
+/// deletes it, unless it fails at the board, which leaves it whole; one that is broken off leaves what has
+/// arrived. A form that lacks its last boundary counts as complete.
 /// Threads: as CWebserver; IsFirmwareUploadBusy any.
 class CFileServer : public CWebserver
 {

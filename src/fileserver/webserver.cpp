@@ -153,7 +153,7 @@ void CWebserver::NewRequest(MHD_Connection* connection, const std::string& metho
     LOG_ENTRY(CWebserver, "NewRequest");
     if (method != AcceptedMethod)
     {
-        // the method comes from outside: the text goes without it
+        // the method comes from outside and stays out of the log; the braces are part of the text
         LOG_INFO("Method '{{}}' is not allowed on the file server.");
         Keep(std::make_unique<CConnection>(connection), context);
         throw HttpStatusException<400>();

@@ -310,7 +310,7 @@ void DayInTheLife::UploadFirmware()
 {
     Steer("/firmware", R"({"NewIdentifier": "2.0.0", "ProgrammingMs": 10})");
     const auto events = Listen("/system/fwupdate/status");
-    const std::string package = "firmware of\r\n\0an owner";
+    const std::string package("firmware of\r\n\0an owner", 22);
     const std::uint64_t before = station.LastCall();
 
     const SHttpResponse response = HttpRequest(

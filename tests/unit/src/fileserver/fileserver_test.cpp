@@ -11,6 +11,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -78,6 +79,7 @@ public:
     bool IsSessionValid(const std::string& key) override { return store.IsSessionValid(key); }
     bool RefreshSession(const std::string& key) override
     {
+        const std::lock_guard lock(renewal);
         const bool alive = store.RefreshSession(key);
         refreshed.Add(key);
         return alive;
@@ -93,6 +95,9 @@ public:
     void RemoveAllSessions() override { store.RemoveAllSessions(); }
 
     CCollector<std::string> refreshed;
+
+    /// Held over a renewal and its entry in the list.
+    std::mutex renewal;
 
 private:
     CAuthorization store;
@@ -305,6 +310,10 @@ TEST_F(FileServer, AFormWithoutItsLastBoundaryIsInstalledAllTheSame)
     EXPECT_CALL(*boardControl, RequestFirmwareUpdate).Times(1).WillOnce(Return(Result(ipc::EResultOk)));
 
     EXPECT_EQ(Put(FormType(), body.substr(0, body.size() - FormEnd().size())), Created);
+
+    // the end might have been the beginning of the boundary
+    EXPECT_THAT(Contents(), testing::StartsWith("some"));
+    EXPECT_LT(Contents().size(), std::string("some bytes\r\n").size());
 }
 
 TEST_F(FileServer, WithoutACookieTheFirstChunkFailsAndThePackageIsGone)
@@ -324,6 +333,7 @@ TEST_F(FileServer, AWrongCookieFailsAtTheFirstChunk)
     server->Start();
     for (const std::string& cookie : {std::string("sessionid="), "sessionid=" + Key + 'a', "other=" + Key})
     {
+        EXPECT_EQ(Upload("an earlier package"), Created);
         EXPECT_EQ(Upload({{"firmware", "x"}}, {{"Cookie", cookie}}), Unauthorized) << cookie;
         ExpectNothingLeft();
     }
@@ -519,8 +529,11 @@ TEST_F(FileServer, AnAbortedSecondUploadLeavesTheFirstAlone)
     {
         CRawHttp second(Port);
         second.Send(std::string_view(request).substr(0, 70000));
-        second.Abort();
+        second.EndSending();
+        // it ends without an answer once it has been looked at
+        second.ReceiveUntilClose();
     }
+    EXPECT_TRUE(server->IsFirmwareUploadBusy());
     first.Send(std::string_view(request).substr(50000));
 
     EXPECT_EQ(Text(first.Receive()), Created);
@@ -556,6 +569,7 @@ TEST_F(FileServer, EachChunkRenewsTheSession)
     for (std::size_t begin = 0; begin < 200000; begin += 50000)
     {
         Begin(client, std::string_view(request).substr(begin, 50000));
+        const std::lock_guard lock(authorization->renewal);
         clock.Advance(Life - 1s);
     }
     client.Send(std::string_view(request).substr(200000));
@@ -913,6 +927,13 @@ TEST_F(FileServerWithOpenPackage, ACookieIsNotLookedAtBeforeTheFirstChunk)
     EXPECT_EQ(package->writers, 1);
 }
 
+TEST_F(FileServerWithOpenPackage, AnEmptyCookieIsOne)
+{
+    server.Start();
+
+    EXPECT_EQ(Upload({{"firmware", "x"}}, {{"Cookie", "sessionid="}}), Created);
+}
+
 TEST_F(FileServerWithOpenPackage, AChunkOfARequestThatHasNotThePackageIsUnauthorized)
 {
     server.Start();
@@ -979,6 +1000,9 @@ TEST_F(FileServerWithOpenPackage, AChunkAfterTheEndOfItsRequestIsNotWritten)
 {
     CLateChunkServer lateServer(Port, package, authorization);
     lateServer.Start();
+    EXPECT_CALL(*authorization, RefreshSession(Key)).Times(testing::AtLeast(1));
+    // the session went with the request
+    EXPECT_CALL(*authorization, RefreshSession("")).Times(testing::AtLeast(1));
 
     EXPECT_EQ(Upload("x"), Created);
     lateServer.Stop();
