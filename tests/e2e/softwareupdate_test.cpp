@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/formdata.h"
 #include "tests/support/websocketclient.h"
 
 namespace
@@ -477,13 +478,40 @@ TEST_F(SoftwareUpdate, DownloadGoesOnWhileTheProcessIsDisabled)
     AwaitStates(1);
     ASSERT_EQ(Control("disable"), 0);
     ASSERT_EQ(Control("enable"), 0);
-    Offer(Firmware, R"("Size": 100000, "Speed": 200000)");
+    // a second long, which is more than the disable takes
+    Offer(Firmware, R"("Size": 200000, "Speed": 200000)");
     EXPECT_EQ(RequestUpdate("Firmware").status, 204);
     AwaitRequests(Firmware, 1);
 
     ASSERT_EQ(Control("disable"), 0);
 
+    EXPECT_EQ(station.Calls("BoardControl", "RequestFirmwareUpdate").size(), 0U) << "it was under way";
     station.AwaitCall("BoardControl", "RequestFirmwareUpdate");
-    EXPECT_EQ(std::filesystem::file_size(Package()), 100000U);
+    EXPECT_EQ(std::filesystem::file_size(Package()), 200000U);
+    ExpectCleanEnd();
+}
+
+TEST_F(SoftwareUpdate, UploadDuringADownloadIsTakenAndBothGoOnToWork)
+{
+    StartAllQuick();
+    CWebSocketClient client(WebSocketPort, LoggedIn);
+    client.Subscribe(Topic);
+    const auto upload = [] { return PutForm(FileServerPort, {{"firmware", "uploaded"}}, LoggedIn).status; };
+    // as long as it stands
+    Offer(Firmware, R"("Size": 100000000, "Speed": 1000)");
+    EXPECT_EQ(RequestUpdate("Firmware").status, 204);
+    AwaitRequests(Firmware, 1);
+
+    EXPECT_EQ(upload(), 201);
+
+    EXPECT_EQ(station.AwaitCall("BoardControl", "RequestFirmwareUpdate")["Request"]["Value"], "WebInterface");
+    EXPECT_EQ(client.ReceiveJson()["data"]["status"], "EFwUpdateStatusSuccess");
+    // the download breaks off
+    Offer(Firmware, R"("Size": 1048576)");
+    EXPECT_EQ(client.ReceiveJson(), FailedEvent());
+    ExpectUpdate(client);
+    EXPECT_EQ(upload(), 201);
+    EXPECT_EQ(client.ReceiveJson()["data"]["status"], "EFwUpdateStatusSuccess");
+    client.Close();
     ExpectCleanEnd();
 }
