@@ -1,5 +1,3 @@
-#include <signal.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <fstream>

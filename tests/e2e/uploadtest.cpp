@@ -1,5 +1,6 @@
 #include "tests/e2e/uploadtest.h"
 
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <thread>
