@@ -233,9 +233,7 @@ public:
     SCost Upload(const std::string& block) const
     {
         const std::string end = "\r\n" + FormEnd();
-        const std::string part = FilePart("firmware", "");
-        // without the end of its line
-        const std::string begin = part.substr(0, part.size() - 2);
+        const std::string begin = FileHead("firmware");
         CRawHttp client(port, std::chrono::seconds(60));
 
         const double processor = ProcessorSeconds();

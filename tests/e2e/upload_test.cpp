@@ -1,5 +1,3 @@
-#include <signal.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
@@ -236,9 +234,7 @@ protected:
     std::string UploadOf(std::uint64_t size) const
     {
         const std::string end = "\r\n" + FormEnd();
-        const std::string part = FilePart("firmware", "");
-        // without the end of its line
-        const std::string begin = part.substr(0, part.size() - 2);
+        const std::string begin = FileHead("firmware");
         CRawHttp client(FileServerPort, std::chrono::seconds(60));
         client.Send("PUT / HTTP/1.1\r\nHost: localhost\r\nCookie: sessionid=" + SessionKey +
                     "\r\nContent-Type: " + FormType() + "\r\nContent-Length: " +

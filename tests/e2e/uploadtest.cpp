@@ -1,5 +1,6 @@
 #include "tests/e2e/uploadtest.h"
 
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -157,5 +158,6 @@ void UploadTest::AwaitIdle(std::size_t descriptors) const
 {
     // accepted after all others
     EXPECT_EQ(HttpRequest(FileServerPort, "GET", "/").status, 400);
-    EXPECT_TRUE(Eventually([&] { return Count("fd") <= descriptors; })) << Count("fd") << descriptors;
+    EXPECT_TRUE(Eventually([&] { return Count("fd") <= descriptors; }))
+        << Count("fd") << " descriptors in place of " << descriptors;
 }

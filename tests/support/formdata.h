@@ -21,12 +21,18 @@ inline std::string FormEnd(const std::string& boundary = FormBoundary)
     return "--" + boundary + "--\r\n";
 }
 
+/// What a browser sends in front of a file.
+inline std::string FileHead(const std::string& name, const std::string& boundary = FormBoundary)
+{
+    return "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name +
+           "\"; filename=\"package.swu\"\r\nContent-Type: application/octet-stream\r\n\r\n";
+}
+
 /// A field as a browser sends a file.
 inline std::string
 FilePart(const std::string& name, const std::string& value, const std::string& boundary = FormBoundary)
 {
-    return "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name +
-           "\"; filename=\"package.swu\"\r\nContent-Type: application/octet-stream\r\n\r\n" + value + "\r\n";
+    return FileHead(name, boundary) + value + "\r\n";
 }
 
 /// The body of a form of files.
