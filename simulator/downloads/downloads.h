@@ -26,6 +26,8 @@ struct SDownload
     std::optional<std::int64_t> announced;
     /// bytes of the body after which the connection is closed
     std::optional<std::int64_t> cutAfter;
+    /// bytes of the body after which nothing more comes
+    std::optional<std::int64_t> stallAfter;
     /// bytes of the body in a second; 0 for as many as there is room for
     std::int64_t speed = 0;
     /// whether there is no answer at all

@@ -50,6 +50,15 @@ public:
                 return MHD_CONTENT_READER_END_WITH_ERROR;
             }
         }
+        if (download.stallAfter)
+        {
+            count = std::min(count, *download.stallAfter - position);
+            if (count <= 0)
+            {
+                downloads.WaitWhileStanding(path, entry.edition, std::nullopt);
+                return MHD_CONTENT_READER_END_WITH_ERROR;
+            }
+        }
         if (count <= 0)
         {
             return MHD_CONTENT_READER_END_OF_STREAM;

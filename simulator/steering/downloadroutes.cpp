@@ -47,6 +47,7 @@ SDownload ReadDownload(CJsonReader& reader)
     download.size = reader.OptionalInteger("Size", 0, LargestBody);
     download.announced = ReadAnnounced(reader);
     download.cutAfter = reader.OptionalInteger("CutAfter", 0, LargestBody);
+    download.stallAfter = reader.OptionalInteger("StallAfter", 0, LargestBody);
     download.speed = reader.OptionalInteger("Speed", 1, LargestBody).value_or(0);
     download.isSilent = reader.OptionalBool("Silent").value_or(false);
     return download;

@@ -102,7 +102,8 @@ TEST_F(Downloads, BodyIsCutOff)
 
 TEST_F(Downloads, SilenceAndSlownessLastUntilTheAnswerIsAnother)
 {
-    for (const std::string how : {R"("Silent": true)", R"("Size": 1000000, "Speed": 10)"})
+    for (const std::string how :
+         {R"("Silent": true)", R"("Size": 1000000, "StallAfter": 10)", R"("Size": 1000000, "Speed": 10)"})
     {
         Offer(R"({"Path": "/a", )" + how + "}");
         CRawHttp client(Port());
