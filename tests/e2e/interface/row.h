@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/e2e/routelist.h"
 #include "tests/support/rawhttp.h"
 
 namespace Interface
@@ -60,6 +61,9 @@ enum EStep : unsigned
 
 /// Beside one who asks: the answer comes about by itself, and is asked for until it is there.
 constexpr unsigned Soon = 65536;
+
+/// Beside several who ask: all ask at the same time.
+constexpr unsigned Together = 131072;
 
 /// A request's body, as JSON unless told otherwise.
 struct SBody
@@ -178,12 +182,6 @@ struct SRow
     SAnswer answer = {};
     /// Calls that arrive at services: "Service.Operation REQUEST", or "Diagnostics.SendSignal NUMBER TEXT".
     std::vector<std::string> calls = {};
-};
-
-enum class EMode
-{
-    Dashboard,
-    Commissioning
 };
 
 /// Rows that follow each other in one station and one process.

@@ -17,8 +17,10 @@ Sections Schedules();
 Sections SystemControl();
 Sections Installation();
 Sections Diagnostics();
+Sections AutomaticUpdate();
+Sections NetworkSetUp();
 Sections Charging();
-Sections Topics();
+Sections Events();
 Sections Uploads();
 
 /// All of the above.

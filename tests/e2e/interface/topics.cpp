@@ -43,7 +43,7 @@ const std::string Lte =
 
 } // namespace
 
-Sections Topics()
+Sections Events()
 {
     // clang-format off
     return {
@@ -234,7 +234,15 @@ Sections Topics()
         {BrowserOfNone,  "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
         {BrowserOfNone,  "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {BrowserOfWrong, "subscribe /network/status",                   {}, Frames({Subscribed(Network)})},
+        {BrowserOfWrong, "subscribe /rfid/tokenfound",                  {}, Frames({Subscribed(Rfid)}), {ReportOn}},
+        {BrowserOfWrong, "subscribe /system/diagnostics/statuschanged", {}, Frames({InvalidTopic("subscribe", Signals)})},
+        {BrowserOfWrong, "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
+        {BrowserOfWrong, "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {Browser,        "subscribe /network/status",                   {}, Frames({Subscribed(Network)})},
+        {Browser,        "subscribe /rfid/tokenfound",                  {}, Frames({Subscribed(Rfid)}), {ReportOn}},
+        {Browser,        "subscribe /system/diagnostics/statuschanged", {}, Frames({InvalidTopic("subscribe", Signals)})},
+        {Browser,        "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
+        {Browser,        "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {Station, "POST /network", R"({"Interface": 4, "Status": 4, "SignalStrength": -88, "NetProperties": null, "NetDns": null,
           "LteInfo": {"Carrier": "C", "Technology": "LTE", "Iccid": "1", "Imsi": "2", "Imei": "3"}})"},
         {BrowserOfNone,  "hears", {}, Frames({Lte})},
@@ -243,7 +251,11 @@ Sections Topics()
         {Second,         "subscribe /network/status",                   {}, Frames({Subscribed(Network), Lte})},
         {Station, "POST /rfid", R"({"Token": "04AA"})"},
         {BrowserOfNone,  "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
-        {BrowserOfNone,  "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)}), {ReportOff}},
+        {BrowserOfWrong, "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
+        {Browser,        "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
+        {BrowserOfNone,  "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)})},
+        {BrowserOfWrong, "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)})},
+        {Browser,        "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)}), {ReportOff}},
     }},
     };
     // clang-format on
