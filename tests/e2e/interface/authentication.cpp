@@ -51,6 +51,9 @@ Sections Authentication()
         {None,    "POST /auth/login", R"({"Password": "station-demo", "PersistentSession": false})",
          NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
         {Earlier | Latest, "GET /auth/status", {}, Ok(R"({"Active": true})")},
+        // the event of a login cannot be sent
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
+        {None,    "POST /auth/login", R"({"Password": "station-demo"})", Failure("Diagnostics.SendSignal: <...>"), {Login}},
         {Valid,   "POST /auth/login", R"({"Password": "station-demo"})",
          NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
         {Valid,   "GET /auth/status", {}, Ok(R"({"Active": false})")},

@@ -177,6 +177,12 @@ Sections UserSettings()
           Changed("SolarChargingEnable", "true"), Changed("SolarChargingMode", "Pure"), Changed("SolarChargingSource", "Meter"),
           Changed("SolarChargingSourceParameters", "\u00fc"), Changed("TimeZone", "UTC"), Changed("UserDefinedChargeLimitCurrent", "2147483647")}},
         {Stored, "settings", OtherUser},
+        // the audit's event is refused, or nobody is there for it: the setting is written all the same
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Refuse": true, "Times": 1})"},
+        {Valid, "PATCH /config/user", R"({"HmiBuzzerVolume": 1})", Ok(With(With(User, OtherUser), R"({"HmiBuzzerVolume": 1})")), {Changed("HmiBuzzerVolume", "1")}},
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
+        {Valid, "PATCH /config/user", R"({"HmiBuzzerVolume": 2})", Failure("Diagnostics.SendSignal: <...>"), {Changed("HmiBuzzerVolume", "2")}},
+        {Valid, "GET /config/user",   {}, Ok(With(With(User, OtherUser), R"({"HmiBuzzerVolume": 2})"))},
     }},
     {"UserSettingsThatAreMissing", EMode::Dashboard, {{"settings", R"({"HmiBuzzerVolume": null, "TimeZone": null})"}}, {
         {Valid, "GET /config/user",   {}, Ok(Without(Without(User, "HmiBuzzerVolume"), "TimeZone"))},

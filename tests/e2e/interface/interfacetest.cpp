@@ -74,6 +74,7 @@ std::string NameOf(unsigned who)
                                                               {BrowserOfNone, "BrowserOfNone"},
                                                               {BrowserOfWrong, "BrowserOfWrong"},
                                                               {BrowserOfLatest, "BrowserOfLatest"},
+                                                              {BrowserWith, "BrowserWith"},
                                                               {Station, "Station"},
                                                               {File, "File"},
                                                               {Remove, "Remove"},
@@ -427,7 +428,7 @@ void InterfaceTest::Steer(const SRow& row) const
 void InterfaceTest::Listen(const SRow& row)
 {
     const std::uint64_t before = station.LastCall();
-    CWebSocketClient& client = Connection(row.who);
+    CWebSocketClient& client = row.who == BrowserWith ? ConnectWith(row.body.text) : Connection(row.who);
     const auto [action, topic] = Split(row.request);
     if (action == "says")
     {
@@ -445,7 +446,20 @@ void InterfaceTest::Listen(const SRow& row)
         std::sort(std::next(received.begin()), received.end());
     }
     EXPECT_EQ(expected, received);
+    connections.erase(BrowserWith);
     ExpectCalls(before, row.calls);
+}
+
+CWebSocketClient& InterfaceTest::ConnectWith(std::string cookie)
+{
+    const std::string placeholder = "<session>";
+    if (const std::size_t place = cookie.find(placeholder); place != std::string::npos)
+    {
+        cookie.replace(place, placeholder.size(), SessionKey);
+    }
+    auto& connection = connections[BrowserWith];
+    connection = std::make_unique<CWebSocketClient>(WebSocketPort, HttpHeaders{{"Cookie", cookie}});
+    return *connection;
 }
 
 CWebSocketClient& InterfaceTest::Connection(unsigned who)

@@ -42,6 +42,7 @@ private:
 
     std::string Session(unsigned who) const;
     CWebSocketClient& Connection(unsigned who);
+    CWebSocketClient& ConnectWith(std::string cookie);
     static std::vector<std::string> Receive(CWebSocketClient& client, const Interface::SAnswer& expected);
 
     /// All calls that rows tell of with a number above @p before, once there are as many as are expected.

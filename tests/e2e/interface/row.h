@@ -46,6 +46,7 @@ enum EWho : unsigned
     BrowserOfNone = 1U << 7,   ///< without a cookie
     BrowserOfWrong = 1U << 8,  ///< with a session that there is not
     BrowserOfLatest = 1U << 9, ///< with the session that the last <key> stood for
+    BrowserWith = 1U << 21,    ///< with the body as cookie, <session> for the valid one; for one row only
 };
 
 /// Between those who ask: what happens in the station, and what its files hold.
