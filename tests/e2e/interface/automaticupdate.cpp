@@ -7,9 +7,6 @@ namespace Interface
 namespace
 {
 
-const std::string NoObject = "in Json::Value::find(begin, end): requires objectValue or nullValue";
-const std::string NoValue =
-    "Could not parse body: * Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
 const std::string NotFound = "Requested update package type not found in update helper descriptor";
 
 const std::string Topic = "/system/fwupdate/status";
@@ -82,9 +79,9 @@ Sections AutomaticUpdate()
         Describe(Both), Offer("/f", "firmware"), Offer("/c", "customization"),
         {NoneOrWrong, "POST /system/software/automatic-update/update", {}, Unauthorized()},
         {NoneOrWrong, "POST /system/software/automatic-update/update", R"({"Package-Type": "Firmware"})", Unauthorized()},
-        {Valid,   "POST /system/software/automatic-update/update", {},                               Message(400, NoValue)},
+        {Valid,   "POST /system/software/automatic-update/update", {},                               NoValue()},
         {Valid,   "POST /system/software/automatic-update/update", "{}",                             BadRequest()},
-        {Valid,   "POST /system/software/automatic-update/update", "[]",                             Failure(NoObject)},
+        {Valid,   "POST /system/software/automatic-update/update", "[]",                             NoObject()},
         {Valid,   "POST /system/software/automatic-update/update", R"({"Package-Type": 1})",         BadRequest()},
         {Valid,   "POST /system/software/automatic-update/update", R"({"Package-Type": ""})",        Message(400, NotFound)},
         {Valid,   "POST /system/software/automatic-update/update", R"({"Package-Type": "firmware"})", Message(400, NotFound)},

@@ -7,22 +7,6 @@ namespace Interface
 namespace
 {
 
-const std::string NoObject = "in Json::Value::find(begin, end): requires objectValue or nullValue";
-const std::string NoValue =
-    "Could not parse body: * Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
-
-std::string Enabled(const std::string& value)
-{
-    return "Diagnostics.SendSignal 20500 Parameter NetMWlanEnable has been reconfigured to " + value;
-}
-
-std::string Ssid(const std::string& value)
-{
-    return "Diagnostics.SendSignal 20500 Parameter NetMSsid has been reconfigured to " + value;
-}
-
-const std::string PasswordChanged =
-    "Diagnostics.SendSignal 20301 Security parameter WlanStaPassword has been reconfigured to ****";
 const std::string Validated = "NetM.ValidateConfig {}";
 const std::string Scanned = "NetM.ScanWlan {}";
 
@@ -61,45 +45,45 @@ Sections NetworkSetUp()
     {"WayIntoAWlan", EMode::Dashboard, {}, {
         {NoneOrWrong, "POST /network/connectwlan", {}, Unauthorized()},
         {NoneOrWrong, "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", Unauthorized()},
-        {Valid,   "POST /network/connectwlan", {},                               Message(400, NoValue)},
+        {Valid,   "POST /network/connectwlan", {},                               NoValue()},
         {Valid,   "POST /network/connectwlan", "{}",                             BadRequest()},
-        {Valid,   "POST /network/connectwlan", "[]",                             Failure(NoObject)},
+        {Valid,   "POST /network/connectwlan", "[]",                             NoObject()},
         {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home"})",            BadRequest()},
         {Valid,   "POST /network/connectwlan", R"({"Password": "x"})",           BadRequest()},
         {Valid,   "POST /network/connectwlan", R"({"Ssid": 1, "Password": ""})", BadRequest()},
         {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": null})", BadRequest()},
         {Stored,  "network", R"({"NetMWlanEnable": null, "NetMSsid": null})"},
         // another network
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Enabled("true"), Ssid("Home"), PasswordChanged, Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Changed("NetMWlanEnable", "true"), Changed("NetMSsid", "Home"), SecurityChanged("WlanStaPassword", "****"), Validated}},
         {Stored,  "network", R"({"NetMWlanEnable": true, "NetMSsid": "Home"})"},
         {Stored,  "secrets", R"({"WlanStaPassword": "home-password"})"},
         // the same: down and up again
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Enabled("false"), Validated, Enabled("true"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Changed("NetMWlanEnable", "false"), Validated, Changed("NetMWlanEnable", "true"), Validated}},
         NextValidation(Refused),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Enabled("false"), Validated, Enabled("true"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Changed("NetMWlanEnable", "false"), Validated, Changed("NetMWlanEnable", "true"), Validated}},
         NextValidation(Accepted), NextValidation(Refused),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", Reason(500), {Enabled("false"), Validated, Enabled("true"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", Reason(500), {Changed("NetMWlanEnable", "false"), Validated, Changed("NetMWlanEnable", "true"), Validated}},
         {Stored,  "network", R"({"NetMWlanEnable": true, "NetMSsid": "Home"})"},
         NextValidation(Failed),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", Failure("NetM.ValidateConfig: <...>"), {Enabled("false"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", Failure("NetM.ValidateConfig: <...>"), {Changed("NetMWlanEnable", "false"), Validated}},
         // the same while it is down: up only
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Enabled("true"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Changed("NetMWlanEnable", "true"), Validated}},
         // another password makes it another network; a refused one stays in the files, switched off
         NextValidation(Refused),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "wrong"})", Reason(500), {PasswordChanged, Validated, Enabled("false"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "wrong"})", Reason(500), {SecurityChanged("WlanStaPassword", "****"), Validated, Changed("NetMWlanEnable", "false"), Validated}},
         {Stored,  "network", R"({"NetMWlanEnable": false, "NetMSsid": "Home"})"},
         {Stored,  "secrets", R"({"WlanStaPassword": "wrong"})"},
         NextValidation(Refused),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "wrong"})", Reason(500), {Enabled("true"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "wrong"})", Reason(500), {Changed("NetMWlanEnable", "true"), Validated}},
         NextValidation(Refused), NextValidation(Refused),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Elsewhere", "Password": "x"})", Reason(500), {Ssid("Elsewhere"), PasswordChanged, Validated, Enabled("false"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Elsewhere", "Password": "x"})", Reason(500), {Changed("NetMSsid", "Elsewhere"), SecurityChanged("WlanStaPassword", "****"), Validated, Changed("NetMWlanEnable", "false"), Validated}},
         {Stored,  "network", R"({"NetMWlanEnable": false, "NetMSsid": "Elsewhere"})"},
         {Stored,  "secrets", R"({"WlanStaPassword": "x"})"},
         NextValidation(Failed),
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Guests", "Password": ""})", Failure("NetM.ValidateConfig: <...>"), {Enabled("true"), Ssid("Guests"), PasswordChanged, Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Guests", "Password": ""})", Failure("NetM.ValidateConfig: <...>"), {Changed("NetMWlanEnable", "true"), Changed("NetMSsid", "Guests"), SecurityChanged("WlanStaPassword", "****"), Validated}},
         // an open one
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Ssid("Home"), PasswordChanged, Validated}},
-        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Guests", "Password": ""})", NoContent(), {Ssid("Guests"), PasswordChanged, Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Home", "Password": "home-password"})", NoContent(), {Changed("NetMSsid", "Home"), SecurityChanged("WlanStaPassword", "****"), Validated}},
+        {Valid,   "POST /network/connectwlan", R"({"Ssid": "Guests", "Password": ""})", NoContent(), {Changed("NetMSsid", "Guests"), SecurityChanged("WlanStaPassword", "****"), Validated}},
     }},
     {"SearchForMeters", EMode::Dashboard, {}, {
         {NoneOrWrong, "GET /network/scanhomewizard",      {}, Unauthorized()},
@@ -107,9 +91,9 @@ Sections NetworkSetUp()
         {Valid | Meanwhile, "GET /network/scanhomewizard", {}, Ok(R"({"Devices": []})")},
         {NoneOrWrong, "POST /network/verifymodbustcpconn", {}, Unauthorized()},
         {NoneOrWrong, "POST /network/verifymodbustcpconn", R"({"Address": "127.0.0.1", "Port": 8090})", Unauthorized()},
-        {Valid,   "POST /network/verifymodbustcpconn", {},                                          Message(400, NoValue)},
+        {Valid,   "POST /network/verifymodbustcpconn", {},                                          NoValue()},
         {Valid,   "POST /network/verifymodbustcpconn", "{}",                                        BadRequest()},
-        {Valid,   "POST /network/verifymodbustcpconn", "[]",                                        Failure(NoObject)},
+        {Valid,   "POST /network/verifymodbustcpconn", "[]",                                        NoObject()},
         {Valid,   "POST /network/verifymodbustcpconn", R"({"Address": "127.0.0.1"})",               BadRequest()},
         {Valid,   "POST /network/verifymodbustcpconn", R"({"Port": 502})",                          BadRequest()},
         {Valid,   "POST /network/verifymodbustcpconn", R"({"Address": 127, "Port": 502})",          BadRequest()},
@@ -132,8 +116,8 @@ Sections NetworkSetUp()
         {Anybody, "GET /network/scanwlan", {}, Ok(R"({"Networks": [{"Ssid": "Lab", "Security": "WPA2", "SignalStrength": -40, "Channel": 6}]})"), {Scanned}},
         {Wrong | Meanwhile, "GET /network/scanhomewizard", {}, Ok(R"({"Devices": []})")},
         {Anybody, "POST /network/connectwlan", "{}", BadRequest()},
-        {None,    "POST /network/connectwlan", R"({"Ssid": "Lab", "Password": "x"})", NoContent(), {Enabled("true"), Ssid("Lab"), PasswordChanged, Validated}},
-        {Anybody, "POST /network/connectwlan", R"({"Ssid": "Lab", "Password": "x"})", NoContent(), {Enabled("false"), Validated, Enabled("true"), Validated}},
+        {None,    "POST /network/connectwlan", R"({"Ssid": "Lab", "Password": "x"})", NoContent(), {Changed("NetMWlanEnable", "true"), Changed("NetMSsid", "Lab"), SecurityChanged("WlanStaPassword", "****"), Validated}},
+        {Anybody, "POST /network/connectwlan", R"({"Ssid": "Lab", "Password": "x"})", NoContent(), {Changed("NetMWlanEnable", "false"), Validated, Changed("NetMWlanEnable", "true"), Validated}},
         {Valid | Meanwhile, "GET /network/scanhomewizard", {}, Ok(R"({"Devices": []})")},
         {Anybody, "POST /network/verifymodbustcpconn", R"({"Address": "127.0.0.1", "Port": 8090})", Ok(R"({"Available": true})")},
     }},

@@ -141,6 +141,12 @@ SAnswer MessageOf(int status, const std::string& json);
 SAnswer Failure(const std::string& text);
 SAnswer NotAllowed();
 
+/// 400 for a body that is empty or begins with what is no value
+SAnswer NoValue();
+
+/// 500 for a body that is no object
+SAnswer NoObject();
+
 /// The pages of the HTTP library
 SAnswer NoSuchPath();
 SAnswer NoSuchMethod();
@@ -177,6 +183,12 @@ std::string InvalidTopic(const std::string& action, const std::string& topic);
 /// @param json  the event's data
 std::string Event(const std::string& topic, const std::string& json);
 std::string Closed(int code, const std::string& reason);
+
+// ----------------------------------------------------------------------------------------------------- calls
+
+/// The audit's event of a setting, and of one that concerns security
+std::string Changed(const std::string& key, const std::string& value);
+std::string SecurityChanged(const std::string& key, const std::string& value);
 
 // ---------------------------------------------------------------------------------------------------- tables
 
