@@ -73,7 +73,7 @@ Sections Authentication()
         {Anybody, "POST /auth/verify-password", "[]",                              BadRequest()},
         {Anybody, "POST /auth/verify-password", R"({"Password": null})",           BadRequest()},
     }},
-    {"NoLoginDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /auth/status",            {}, Ok(R"({"Active": true})")},
         {Anybody, "POST /auth/login",            R"({"Password": "station-demo"})", NoSuchPath()},
         {Anybody, "POST /auth/logout",           {}, NoSuchPath()},
@@ -129,7 +129,7 @@ Sections Passwords()
         {Stored,  "secrets", R"({"WebSessions": []})"},
         {None,    "POST /auth/login", R"({"Password": "n"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
     }},
-    {"NoUsablePasswordAndPuk", EMode::Dashboard, {{"secrets", R"({"WebIfManagementPassword": "plain", "WebIfPukCode": "12345678"})"}}, {
+    {BareStation, EMode::Dashboard, {{"secrets", R"({"WebIfManagementPassword": "plain", "WebIfPukCode": "12345678"})"}}, {
         {None, "POST /auth/login",           R"({"Password": "plain"})", Message(401, "Login failed")},
         {None, "POST /auth/login",           R"({"Password": ""})",      Message(401, "Login failed")},
         {None, "POST /auth/verify-password", R"({"Password": "plain"})", Ok(R"({"PasswordCorrect": false})")},
@@ -137,7 +137,7 @@ Sections Passwords()
         {None, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})", Message(401, "PUK code is incorrect")},
         {None, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "", "NewPassword": "n"})",         Message(401, "Empty PUK code is not allowed")},
     }},
-    {"PasswordDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         // its path has the route of the PUK below it only
         {Anybody, "PUT /config/secrets/webifmanagement",     R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoSuchPath()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "1", "NewPassword": "new"})",        Message(401, "PUK code is incorrect")},

@@ -117,7 +117,7 @@ Sections AutomaticUpdate()
         {Browser, "hears", {}, Frames({})},
         {Holds,   Package, "customization"},
     }},
-    {"SoftwareUpdateDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Answer": 0})"},
         Describe(FirmwareOnly), Offer("/f", "firmware"),
         {Anybody, "GET /system/software/automatic-update/current-versions",   {}, Ok(R"({"Firmware": "1.0.0-simulated"})")},

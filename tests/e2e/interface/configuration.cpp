@@ -173,11 +173,11 @@ Sections UserSettings()
         {Valid, "GET /config/user",   {}, Ok(Without(Without(User, "HmiBuzzerVolume"), "TimeZone"))},
         {Valid, "PATCH /config/user", R"({"TimeZone": "UTC"})", Ok(With(Without(User, "HmiBuzzerVolume"), R"({"TimeZone": "UTC"})")), {Changed("TimeZone", "UTC")}},
     }},
-    {"NoUserSettings", EMode::Dashboard, {{"etc/config/settings.json", R"({"InstallationComplete": true})"}}, {
+    {BareStation, EMode::Dashboard, {{"etc/config/settings.json", R"({"InstallationComplete": true})"}}, {
         {Valid, "GET /config/user",   {},   Ok("null")},
         {Valid, "PATCH /config/user", "{}", Ok("null")},
     }},
-    {"UserSettingsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /config/user",   {},   Ok(User)},
         {Anybody, "PATCH /config/user", "{}", Ok(User)},
         {Anybody, "PATCH /config/user", "[]", Message(400, "Bad request body")},
@@ -239,7 +239,7 @@ Sections NetworkSettings()
         {Valid, "PATCH /config/network", R"({"NetMSsid": "Home"})", Reason(500), {Changed("NetMSsid", "Home"), Validated, Validated}},
         {Valid, "GET /config/network",   {},                        Ok(With(Without(Network, "NetMLteApn"), R"({"NetMSsid": "Home"})"))},
     }},
-    {"NetworkSettingsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /config/network",   {},      Ok(Network)},
         {Anybody, "PATCH /config/network", "{}",    Ok(Network)},
         {Anybody, "PATCH /config/network", "[]",    Message(400, "Bad request body")},
@@ -259,7 +259,7 @@ Sections Backoffices()
         {Anybody,     "PUT /config/ocpp-backoffice", {}, NotAllowed()},
         {Anybody,     "PUT /config/ocpp-backoffice", R"({"Name": "Demo Fleet", "Url": "ws://x"})", NotAllowed()},
     }},
-    {"NoBackoffices", EMode::Dashboard, {{"ocpp_backoffices", R"({"Backoffices": null})"}}, {
+    {BareStation, EMode::Dashboard, {{"ocpp_backoffices", R"({"Backoffices": null})"}}, {
         {Valid, "GET /config/ocpp-backoffice", {}, Ok(R"({"Backoffices": []})")},
     }},
     {"BackofficeWithoutNameAndUrl", EMode::Dashboard, {{"ocpp_backoffices", R"({"Backoffices": [{"Settings": []}]})"}}, {

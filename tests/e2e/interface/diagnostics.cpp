@@ -108,7 +108,7 @@ Sections Diagnostics()
     {"DiagnosticsDownloadOfNobodysStation", EMode::Dashboard, {{"hwinfo", R"({"CustomerId": null, "ProductSn": "S/N \"7\""})"}}, {
         {Valid,   "GET /system/diagnostics/freezeframes", {}, Download("_S_N__7__<stamp>.pedp", "<archive>"), {FreezeFrame}},
     }},
-    {"DiagnosticsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Station, "POST /signal", R"({"Identifier": 52,  "Value": []})"},
         {Station, "POST /signal", R"({"Identifier": 53,  "Value": []})"},
         {Station, "POST /signal", R"({"Identifier": 31,  "Value": []})"},

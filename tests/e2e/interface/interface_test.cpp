@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -11,6 +12,29 @@
 
 namespace Interface
 {
+
+namespace
+{
+
+/// Adds a section, or its files and rows to the one that has its name.
+void Add(const SSection& section, Sections& all)
+{
+    const auto same = std::find_if(
+        all.begin(), all.end(), [&](const SSection& other) { return other.name == section.name; });
+    if (same == all.end())
+    {
+        all.push_back(section);
+        return;
+    }
+    if (same->mode != section.mode)
+    {
+        throw std::runtime_error(section.name + " has two modes");
+    }
+    same->files.insert(same->files.end(), section.files.begin(), section.files.end());
+    same->rows.insert(same->rows.end(), section.rows.begin(), section.rows.end());
+}
+
+} // namespace
 
 Sections AllSections()
 {
@@ -32,9 +56,9 @@ Sections AllSections()
                              Events,
                              Uploads})
     {
-        for (SSection& section : area())
+        for (const SSection& section : area())
         {
-            all.push_back(std::move(section));
+            Add(section, all);
         }
     }
     return all;

@@ -110,7 +110,7 @@ Sections NetworkSetUp()
         {Valid,   "POST /network/verifymodbustcpconn", R"({"Address": "no address", "Port": 502})",  Ok(R"({"Available": false})")},
         {Valid,   "POST /network/verifymodbustcpconn", R"({"Address": "", "Port": 502})",            Ok(R"({"Available": false})")},
     }},
-    {"NetworkSetUpDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {None | Meanwhile,  "GET /network/scanhomewizard", {}, Ok(R"({"Devices": []})")},
         {Station, "POST /wlan", R"({"Networks": [{"Ssid": "Lab", "Security": "WPA2", "SignalStrength": -40, "Channel": 6, "Password": "x"}]})"},
         {Anybody, "GET /network/scanwlan", {}, Ok(R"({"Networks": [{"Ssid": "Lab", "Security": "WPA2", "SignalStrength": -40, "Channel": 6}]})"), {Scanned}},

@@ -99,7 +99,7 @@ Sections SystemControl()
         {Station,     "POST /fault", R"({"Service": "BoardControl", "Operation": "Reboot", "Fail": true, "Times": 1})"},
         {Valid,       "POST /system/reboot", R"({"RebootType": "HardReboot"})", Failure("BoardControl.Reboot: <...>"), {HardReboot}},
     }},
-    {"InfoOfUnknownHardware", EMode::Dashboard, {{"etc/config/hwinfo.json", "{}"}, {"etc/config/fwinfo.json", "{}"}, {"settings", R"({"ConnectedPhases": null})"}}, {
+    {BareStation, EMode::Dashboard, {{"etc/config/hwinfo.json", "{}"}, {"etc/config/fwinfo.json", "{}"}}, {
         {Valid, "GET /system/info",   {}, Ok(NothingKnown)},
     }},
     {"InfoOfThreePhasesWithARelay", EMode::Dashboard, {{"hwinfo", R"({"HwHasRfid": null, "HwMaxCurrent": "16"})"}, {"fwinfo", R"({"FwMeterVersion": null})"}}, {
@@ -112,7 +112,7 @@ Sections SystemControl()
     {"InfoOfThreePhasesWithoutARelay", EMode::Dashboard, {{"hwinfo", R"({"HwHas4pRelay": false})"}}, {
         {Valid, "GET /system/info",   {}, Ok(With(Info, R"({"HwHas4pRelay": false, "CanChangeChargingPhases": false, "CanChargeSinglePhase": false})"))},
     }},
-    {"SystemControlDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /system/health",             {}, NoContent()},
         {Anybody, "GET /system/web-interface-mode", {}, Ok(R"({"Mode": "commissioning"})")},
         {Anybody, "GET /system/info",               {}, Ok(Info)},

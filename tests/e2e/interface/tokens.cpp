@@ -148,7 +148,7 @@ Sections Tokens()
         {Valid, "POST /config/auth/standalonelist",        Token("04BB", "Anna"), MessageOf(409, R"({"Reason": "RfidTokenDescription"})")},
         {Valid, "POST /config/auth/standalonelist",        Token("04BB", "Bert"), Message(500, Corrupt)},
     }},
-    {"TokensDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /config/auth/standalonelist",         {}, Ok(List(""))},
         {Anybody, "POST /config/auth/standalonelist",        Token("", ""), Message(400, "Empty token UID")},
         {None,    "POST /config/auth/standalonelist",        Token("04AA", "Anna"), NoContent()},
@@ -223,11 +223,11 @@ Sections Schedules()
         {Valid, "POST /config/scheduledcharging/schedules", "{}", Reason(404)},
         {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": true, "Unknown": 1})", BadRequest()},
     }},
-    {"NoScheduleWithoutSmartCharging", EMode::Dashboard, {{"settings", R"({"LocalSmartChargingAllowed": false})"}}, {
+    {BareStation, EMode::Dashboard, {}, {
         {Valid, "GET /config/scheduledcharging/schedules",  {}, Reason(404)},
         {Valid, "POST /config/scheduledcharging/schedules", "{}", Reason(404)},
     }},
-    {"ScheduleDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /config/scheduledcharging/schedules",  {}, Ok(Week)},
         {Anybody, "POST /config/scheduledcharging/schedules", Monday("{}"), Message(400, Invalid)},
         {Anybody, "POST /config/scheduledcharging/schedules", Monday(R"({"StartTime": 0, "CurrentLimit": 6000})"), NoContent()},

@@ -88,7 +88,7 @@ Sections Uploads()
         {Remove,  Package},
         {Valid,   "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
     }},
-    {"NoUploadsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {None,    "GET :8082/", {}, NoConnection()},
     }},
     };
