@@ -9,11 +9,6 @@ namespace
 {
 
 const std::string Login = "Diagnostics.SendSignal 20502 Successful web interface login";
-const std::string PasswordChanged =
-    "Diagnostics.SendSignal 20301 Security parameter WebIfManagementPassword has been reconfigured to ****";
-const std::string NoObject = "in Json::Value::find(begin, end): requires objectValue or nullValue";
-const std::string NoValue =
-    "Could not parse body: * Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
 const std::string Forever = "; Max-Age=315360000";
 
 } // namespace
@@ -23,7 +18,7 @@ Sections Authentication()
     // clang-format off
     return {
     {"Login", EMode::Dashboard, {}, {
-        {Anybody, "POST /auth/login", {},                     Message(400, NoValue)},
+        {Anybody, "POST /auth/login", {},                     NoValue()},
         {Anybody, "POST /auth/login", "{}",                   BadRequest()},
         {Anybody, "POST /auth/login", "[]",                   BadRequest()},
         {Anybody, "POST /auth/login", "null",                 BadRequest()},
@@ -51,6 +46,9 @@ Sections Authentication()
         {None,    "POST /auth/login", R"({"Password": "station-demo", "PersistentSession": false})",
          NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
         {Earlier | Latest, "GET /auth/status", {}, Ok(R"({"Active": true})")},
+        // the event of a login cannot be sent
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
+        {None,    "POST /auth/login", R"({"Password": "station-demo"})", Failure("Diagnostics.SendSignal: <...>"), {Login}},
         {Valid,   "POST /auth/login", R"({"Password": "station-demo"})",
          NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
         {Valid,   "GET /auth/status", {}, Ok(R"({"Active": false})")},
@@ -70,12 +68,12 @@ Sections Authentication()
         {Anybody, "POST /auth/verify-password", R"({"Password": "station-demo"})", Ok(R"({"PasswordCorrect": true})")},
         {Anybody, "POST /auth/verify-password", R"({"Password": "wrong"})",        Ok(R"({"PasswordCorrect": false})")},
         {Anybody, "POST /auth/verify-password", R"({"Password": ""})",             Ok(R"({"PasswordCorrect": false})")},
-        {Anybody, "POST /auth/verify-password", {},                                Message(400, NoValue)},
+        {Anybody, "POST /auth/verify-password", {},                                NoValue()},
         {Anybody, "POST /auth/verify-password", "{}",                              BadRequest()},
         {Anybody, "POST /auth/verify-password", "[]",                              BadRequest()},
         {Anybody, "POST /auth/verify-password", R"({"Password": null})",           BadRequest()},
     }},
-    {"NoLoginDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /auth/status",            {}, Ok(R"({"Active": true})")},
         {Anybody, "POST /auth/login",            R"({"Password": "station-demo"})", NoSuchPath()},
         {Anybody, "POST /auth/logout",           {}, NoSuchPath()},
@@ -92,9 +90,9 @@ Sections Passwords()
     {"ChangeOfThePassword", EMode::Dashboard, {}, {
         {NoneOrWrong, "PUT /config/secrets/webifmanagement", {}, Unauthorized()},
         {NoneOrWrong, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "new", "CurrentPassword": "station-demo"})", Unauthorized()},
-        {Valid, "PUT /config/secrets/webifmanagement", {},                                                  Message(400, NoValue)},
+        {Valid, "PUT /config/secrets/webifmanagement", {},                                                  NoValue()},
         {Valid, "PUT /config/secrets/webifmanagement", "{}",                                                BadRequest()},
-        {Valid, "PUT /config/secrets/webifmanagement", "[]",                                                Failure(NoObject)},
+        {Valid, "PUT /config/secrets/webifmanagement", "[]",                                                NoObject()},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "new"})",                         BadRequest()},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"CurrentPassword": "station-demo"})",            BadRequest()},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": 1, "CurrentPassword": "station-demo"})", BadRequest()},
@@ -103,7 +101,7 @@ Sections Passwords()
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "", "CurrentPassword": "x"})",    Message(401, "Current password is incorrect")},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "", "CurrentPassword": "station-demo"})", Message(400, "Password strength not sufficient")},
         {Valid, "GET /config/auth/standalonelist", {}, Ok(R"({"Tokens": []})")},
-        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoContent(), {PasswordChanged}},
+        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
         // all sessions are gone, and the next login takes the new password over
         {Valid, "GET /config/auth/standalonelist", {}, Unauthorized()},
         {Stored, "secrets", R"({"WebSessions": []})"},
@@ -114,9 +112,9 @@ Sections Passwords()
         {None,  "POST /auth/login",           R"({"Password": "n"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
     }},
     {"ChangeOfThePasswordByPuk", EMode::Dashboard, {}, {
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", {},                                             Message(400, NoValue)},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", {},                                             NoValue()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", "{}",                                           BadRequest()},
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", "[]",                                           Failure(NoObject)},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", "[]",                                           NoObject()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678"})",                   BadRequest()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"NewPassword": "new"})",                    BadRequest()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": 12345678, "NewPassword": "n"})", BadRequest()},
@@ -126,12 +124,12 @@ Sections Passwords()
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "1", "NewPassword": ""})",       Message(401, "PUK code is incorrect")},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": ""})", Message(400, "Password strength not sufficient")},
         {Valid,   "GET /config/auth/standalonelist", {}, Ok(R"({"Tokens": []})")},
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})", NoContent(), {PasswordChanged}},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
         {Valid,   "GET /config/auth/standalonelist", {}, Unauthorized()},
         {Stored,  "secrets", R"({"WebSessions": []})"},
         {None,    "POST /auth/login", R"({"Password": "n"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
     }},
-    {"NoUsablePasswordAndPuk", EMode::Dashboard, {{"secrets", R"({"WebIfManagementPassword": "plain", "WebIfPukCode": "12345678"})"}}, {
+    {BareStation, EMode::Dashboard, {{"secrets", R"({"WebIfManagementPassword": "plain", "WebIfPukCode": "12345678"})"}}, {
         {None, "POST /auth/login",           R"({"Password": "plain"})", Message(401, "Login failed")},
         {None, "POST /auth/login",           R"({"Password": ""})",      Message(401, "Login failed")},
         {None, "POST /auth/verify-password", R"({"Password": "plain"})", Ok(R"({"PasswordCorrect": false})")},
@@ -139,12 +137,12 @@ Sections Passwords()
         {None, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})", Message(401, "PUK code is incorrect")},
         {None, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "", "NewPassword": "n"})",         Message(401, "Empty PUK code is not allowed")},
     }},
-    {"PasswordDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         // its path has the route of the PUK below it only
         {Anybody, "PUT /config/secrets/webifmanagement",     R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoSuchPath()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "1", "NewPassword": "new"})",        Message(401, "PUK code is incorrect")},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": ""})",    Message(400, "Password strength not sufficient")},
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "new"})", NoContent(), {PasswordChanged}},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "new"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
     }},
     };
     // clang-format on

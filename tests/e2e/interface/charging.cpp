@@ -42,7 +42,7 @@ Sections Charging()
     {"StatisticsOfHalfAHistory", EMode::Dashboard, {{"charging_history", R"({"HistoryYear": []})"}}, {
         {Valid,   "GET /statistics/history", {}, Ok(R"({"HistoryYear": []})")},
     }},
-    {"StatisticsWithoutAMeter", EMode::Dashboard, {{"hwinfo", R"({"HwHasMeter": false})"}, {"charging_history", History}}, {
+    {BareStation, EMode::Dashboard, {{"charging_history", History}}, {
         {Station, "POST /connector", R"({"State": 11})"},
         {Station, "POST /connector", R"({"State": 9})"},
         {Valid,   "GET /statistics/session", {}, Ok(R"({"data": []})")},
@@ -67,10 +67,10 @@ Sections Charging()
     {"SliderThatIsNotAllowed", EMode::Dashboard, {{"settings", R"({"UserDefinedChargeLimitCurrentAllowed": false})"}}, {
         {Valid,   "POST /charging/current-slider", {},     NoContent()},
     }},
-    {"SliderThatNobodyTellsOf", EMode::Dashboard, {{"settings", R"({"UserDefinedChargeLimitCurrentAllowed": null})"}}, {
+    {BareStation, EMode::Dashboard, {}, {
         {Valid,   "POST /charging/current-slider", {},     NoContent()},
     }},
-    {"ChargingDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /statistics/session",       {}, NoSuchPath()},
         {Anybody, "GET /statistics/history",       {}, NoSuchPath()},
         {Anybody, "POST /charging/current-slider", {}, NoSuchPath()},

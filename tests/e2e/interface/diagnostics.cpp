@@ -91,6 +91,13 @@ Sections Diagnostics()
         {Valid,   "GET /system/diagnostics/freezeframes", {}, Download("DEMO_SIM0000001_<stamp>.pedp", "<archive>"), {FreezeFrame}},
         {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "CreateFreezeFrame", "Fail": true, "Times": 1})"},
         {Valid,   "GET /system/diagnostics/freezeframes", {}, Download("DEMO_SIM0000001_<stamp>.pedp", "<archive>"), {FreezeFrame}},
+        // one at a time: another is refused meanwhile; and a freeze frame without a name
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "CreateFreezeFrame", "Answer": 0, "Times": 1})"},
+        {Valid | Meanwhile, "GET /system/diagnostics/freezeframes", {}, Download("DEMO_SIM0000001_<stamp>.pedp", "<archive>"), {FreezeFrame}},
+        {Valid,   "GET /system/diagnostics/freezeframes", {}, Failure("std::future_error: Future already retrieved")},
+        {Station, "POST /freezeframe", R"({"Name": ""})"},
+        {Through},
+        {Valid,   "GET /system/diagnostics/freezeframes", {}, Download("DEMO_SIM0000001_<stamp>.pedp", "<archive>"), {FreezeFrame}},
         // no package
         {Remove,  "tmp/diagnostics_package_webbackend.pedp"},
         {File,    "tmp/diagnostics_package_webbackend.pedp/in/the/way", "x"},
@@ -101,7 +108,7 @@ Sections Diagnostics()
     {"DiagnosticsDownloadOfNobodysStation", EMode::Dashboard, {{"hwinfo", R"({"CustomerId": null, "ProductSn": "S/N \"7\""})"}}, {
         {Valid,   "GET /system/diagnostics/freezeframes", {}, Download("_S_N__7__<stamp>.pedp", "<archive>"), {FreezeFrame}},
     }},
-    {"DiagnosticsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Station, "POST /signal", R"({"Identifier": 52,  "Value": []})"},
         {Station, "POST /signal", R"({"Identifier": 53,  "Value": []})"},
         {Station, "POST /signal", R"({"Identifier": 31,  "Value": []})"},

@@ -6,8 +6,6 @@ namespace Interface
 
 Sections Frame()
 {
-    const std::string noValue =
-        "Could not parse body: * Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
     // clang-format off
     return {
     {"PathsAndMethods", EMode::Dashboard, {}, {
@@ -56,19 +54,19 @@ Sections Frame()
         {Anybody, "DELETE /config/auth/standalonelist/04AA", Typed("text/plain", "x"),       Message(400, "Invalid content type")},
         // not without a body, nor on a GET, whose body is dropped
         {NoneOrWrong, "POST /system/reboot", Typed("text/plain", ""),  Unauthorized()},
-        {Valid,       "POST /system/reboot", Typed("text/plain", ""),  Message(400, noValue)},
+        {Valid,       "POST /system/reboot", Typed("text/plain", ""),  NoValue()},
         {Anybody,     "GET /system/health",  Typed("text/plain", ""),  NoContent()},
         {Anybody,     "GET /system/health",  Typed("text/plain", "x"), NoContent()},
         // what is no JSON
-        {Valid, "POST /system/reboot", {},     Message(400, noValue)},
+        {Valid, "POST /system/reboot", {},     NoValue()},
         {Valid, "POST /system/reboot", "\n",   Message(400, "Could not parse body: * Line 2, Column 1\n  Syntax error: value, object or array expected.\n")},
         {Valid, "POST /system/reboot", "{",    Message(400, "Could not parse body: * Line 1, Column 2\n  Missing '}' or object member name\n")},
         {Valid, "POST /system/reboot", "[1,",  Message(400, "Could not parse body: <...>")},
-        {Valid, "POST /system/reboot", "yes",  Message(400, noValue)},
+        {Valid, "POST /system/reboot", "yes",  NoValue()},
         // JSON, but no object
         {Valid, "POST /system/reboot", "null", BadRequest()},
-        {Valid, "POST /system/reboot", "[]",   Failure("in Json::Value::find(begin, end): requires objectValue or nullValue")},
-        {Valid, "POST /system/reboot", "1",    Failure("in Json::Value::find(begin, end): requires objectValue or nullValue")},
+        {Valid, "POST /system/reboot", "[]",   NoObject()},
+        {Valid, "POST /system/reboot", "1",    NoObject()},
     }},
     };
     // clang-format on

@@ -74,13 +74,18 @@ std::string NameOf(unsigned who)
                                                               {BrowserOfNone, "BrowserOfNone"},
                                                               {BrowserOfWrong, "BrowserOfWrong"},
                                                               {BrowserOfLatest, "BrowserOfLatest"},
+                                                              {BrowserWith, "BrowserWith"},
                                                               {Station, "Station"},
                                                               {File, "File"},
                                                               {Remove, "Remove"},
                                                               {Holds, "Holds"},
                                                               {Gone, "Gone"},
                                                               {Stored, "Stored"},
-                                                              {Soon, "Soon"}};
+                                                              {Through, "Through"},
+                                                              {Soon, "Soon"},
+                                                              {Meanwhile, "Meanwhile"},
+                                                              {Begins, "Begins"},
+                                                              {Ends, "Ends"}};
     std::string text;
     for (const auto& [bit, name] : names)
     {
@@ -127,6 +132,16 @@ std::pair<std::uint16_t, std::string> Address(const std::string& target)
     return {static_cast<std::uint16_t>(std::stoi(target.substr(1, path - 1))), target.substr(path)};
 }
 
+template <class Condition>
+void AwaitThat(Condition condition)
+{
+    const auto end = std::chrono::steady_clock::now() + TestPatience;
+    while (!condition() && std::chrono::steady_clock::now() < end)
+    {
+        std::this_thread::yield();
+    }
+}
+
 std::string Read(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -152,6 +167,7 @@ void InterfaceTest::Run(const SSection& section)
             ADD_FAILURE() << error.what();
         }
     }
+    AwaitMeanwhile();
     connections.clear();
     ExpectCleanEnd();
 }
@@ -221,7 +237,7 @@ void InterfaceTest::AddFile(const std::string& name, const std::string& contents
 
 void InterfaceTest::Run(const SRow& row)
 {
-    switch (row.who)
+    switch (row.who & ~unsigned{Soon})
     {
     case Station:
         Steer(row);
@@ -236,10 +252,13 @@ void InterfaceTest::Run(const SRow& row)
         ExpectContents(row);
         break;
     case Gone:
-        EXPECT_FALSE(std::filesystem::exists(root.Path() / row.request));
+        ExpectGone(row);
         break;
     case Stored:
         ExpectStored(row);
+        break;
+    case Through:
+        AwaitMeanwhile();
         break;
     default:
         IsRequest(row) ? Ask(row) : Listen(row);
@@ -251,9 +270,25 @@ void InterfaceTest::Ask(const SRow& row)
 {
     for (const unsigned who : {None, Wrong, Valid, Latest, Earlier})
     {
-        if ((row.who & who) != 0)
+        if ((row.who & who) == 0)
         {
-            SCOPED_TRACE(NameOf(who));
+            continue;
+        }
+        SCOPED_TRACE(NameOf(who));
+        if ((row.who & Meanwhile) != 0)
+        {
+            AskMeanwhile(who, row);
+        }
+        else if ((row.who & Begins) != 0)
+        {
+            Begin(who, row);
+        }
+        else if ((row.who & Ends) != 0)
+        {
+            End(row);
+        }
+        else
+        {
             AskAs(who, row);
         }
     }
@@ -263,14 +298,81 @@ void InterfaceTest::AskAs(unsigned who, const SRow& row)
 {
     const std::uint64_t before = station.LastCall();
     auto [actual, expected] = Exchange(who, row);
-    const auto end = std::chrono::steady_clock::now() + TestPatience;
-    while ((row.who & Soon) != 0 && actual != expected && std::chrono::steady_clock::now() < end)
+    if ((row.who & Soon) != 0)
     {
-        std::this_thread::yield();
-        std::tie(actual, expected) = Exchange(who, row);
+        AwaitThat(
+            [&, who]
+            {
+                std::tie(actual, expected) = Exchange(who, row);
+                return actual == expected;
+            });
     }
     EXPECT_EQ(expected, actual);
     ExpectCalls(before, row.calls);
+}
+
+void InterfaceTest::AskMeanwhile(unsigned who, const SRow& row)
+{
+    const std::uint64_t before = station.LastCall();
+    const auto [method, target] = Split(row.request);
+    underWay.push_back({NameOf(row.who) + ", \"" + row.request + "\"",
+                        &row,
+                        std::async(std::launch::async,
+                                   [method = method, target = target, headers = Headers(who, row), &row] {
+                                       return HttpRequest(RestPort, method, target, headers, row.body.text);
+                                   })});
+    ExpectCalls(before, row.calls);
+}
+
+void InterfaceTest::AwaitMeanwhile()
+{
+    for (SUnderWay& request : underWay)
+    {
+        SCOPED_TRACE(request.description);
+        try
+        {
+            const auto [actual, expected] = Compare(*request.row, request.response.get());
+            EXPECT_EQ(expected, actual);
+        }
+        catch (const std::exception& error)
+        {
+            ADD_FAILURE() << error.what();
+        }
+    }
+    underWay.clear();
+}
+
+void InterfaceTest::Begin(unsigned who, const SRow& row)
+{
+    const auto [method, target] = Split(row.request);
+    const auto [port, path] = Address(target);
+    const std::string text = HttpRequestText(method, path, Headers(who, row), row.body.text);
+    begun = std::make_unique<CRawHttp>(port);
+    begun->Send(text.substr(0, text.size() - 1));
+}
+
+void InterfaceTest::End(const SRow& row)
+{
+    const std::uint64_t before = station.LastCall();
+    begun->Send(row.body.text.substr(row.body.text.size() - 1));
+    const auto [actual, expected] = Compare(row, begun->Receive(Split(row.request).first));
+    EXPECT_EQ(expected, actual);
+    ExpectCalls(before, row.calls);
+    begun.reset();
+}
+
+HttpHeaders InterfaceTest::Headers(unsigned who, const SRow& row) const
+{
+    HttpHeaders headers;
+    if (who != None)
+    {
+        headers.emplace_back("Cookie", "sessionid=" + Session(who));
+    }
+    if (!row.body.type.empty())
+    {
+        headers.emplace_back("Content-Type", row.body.type);
+    }
+    return headers;
 }
 
 std::pair<std::string, std::string> InterfaceTest::Exchange(unsigned who, const SRow& row)
@@ -281,19 +383,13 @@ std::pair<std::string, std::string> InterfaceTest::Exchange(unsigned who, const 
     {
         return {CRawHttp::CanConnect(port) ? "a connection" : "no connection", "no connection"};
     }
-    HttpHeaders headers;
-    if (who != None)
-    {
-        headers.emplace_back("Cookie", "sessionid=" + Session(who));
-    }
-    if (!row.body.type.empty())
-    {
-        headers.emplace_back("Content-Type", row.body.type);
-    }
-    const SHttpResponse response = HttpRequest(port, method, path, headers, row.body.text);
+    return Compare(row, HttpRequest(port, method, path, Headers(who, row), row.body.text));
+}
 
+std::pair<std::string, std::string> InterfaceTest::Compare(const SRow& row, const SHttpResponse& response)
+{
     std::string key = latestKey;
-    const std::string expected = Expected(row.answer, method, response, key);
+    const std::string expected = Expected(row.answer, Split(row.request).first, response, key);
     if (key != latestKey)
     {
         earlierKey = std::exchange(latestKey, key);
@@ -332,7 +428,7 @@ void InterfaceTest::Steer(const SRow& row) const
 void InterfaceTest::Listen(const SRow& row)
 {
     const std::uint64_t before = station.LastCall();
-    CWebSocketClient& client = Connection(row.who);
+    CWebSocketClient& client = row.who == BrowserWith ? ConnectWith(row.body.text) : Connection(row.who);
     const auto [action, topic] = Split(row.request);
     if (action == "says")
     {
@@ -350,7 +446,20 @@ void InterfaceTest::Listen(const SRow& row)
         std::sort(std::next(received.begin()), received.end());
     }
     EXPECT_EQ(expected, received);
+    connections.erase(BrowserWith);
     ExpectCalls(before, row.calls);
+}
+
+CWebSocketClient& InterfaceTest::ConnectWith(std::string cookie)
+{
+    const std::string placeholder = "<session>";
+    if (const std::size_t place = cookie.find(placeholder); place != std::string::npos)
+    {
+        cookie.replace(place, placeholder.size(), SessionKey);
+    }
+    auto& connection = connections[BrowserWith];
+    connection = std::make_unique<CWebSocketClient>(WebSocketPort, HttpHeaders{{"Cookie", cookie}});
+    return *connection;
 }
 
 CWebSocketClient& InterfaceTest::Connection(unsigned who)
@@ -431,5 +540,20 @@ void InterfaceTest::ExpectStored(const SRow& row) const
 
 void InterfaceTest::ExpectContents(const SRow& row) const
 {
-    EXPECT_EQ(row.body.text, Read(root.Path() / row.request));
+    const std::filesystem::path file = root.Path() / row.request;
+    if ((row.who & Soon) != 0)
+    {
+        AwaitThat([&] { return Read(file) == row.body.text; });
+    }
+    EXPECT_EQ(row.body.text, Read(file));
+}
+
+void InterfaceTest::ExpectGone(const SRow& row) const
+{
+    const std::filesystem::path file = root.Path() / row.request;
+    if ((row.who & Soon) != 0)
+    {
+        AwaitThat([&] { return !std::filesystem::exists(file); });
+    }
+    EXPECT_FALSE(std::filesystem::exists(file));
 }

@@ -144,6 +144,18 @@ SAnswer NotAllowed()
     return Reason(405);
 }
 
+SAnswer NoValue()
+{
+    return Message(400,
+                   "Could not parse body: * Line 1, Column 1\n"
+                   "  Syntax error: value, object or array expected.\n");
+}
+
+SAnswer NoObject()
+{
+    return Failure("in Json::Value::find(begin, end): requires objectValue or nullValue");
+}
+
 SAnswer NoSuchPath()
 {
     return Text(404, "text/plain", "Not Found");
@@ -224,6 +236,16 @@ std::string Event(const std::string& topic, const std::string& json)
 std::string Closed(int code, const std::string& reason)
 {
     return "closed " + std::to_string(code) + " " + reason;
+}
+
+std::string Changed(const std::string& key, const std::string& value)
+{
+    return "Diagnostics.SendSignal 20500 Parameter " + key + " has been reconfigured to " + value;
+}
+
+std::string SecurityChanged(const std::string& key, const std::string& value)
+{
+    return "Diagnostics.SendSignal 20301 Security parameter " + key + " has been reconfigured to " + value;
 }
 
 std::string Styled(const std::string& json)

@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/e2e/routelist.h"
 #include "tests/support/rawhttp.h"
 
 namespace Interface
@@ -30,36 +31,45 @@ namespace Interface
 enum EWho : unsigned
 {
     /// Ask by HTTP: "GET /path" at the REST server, "PUT :8082/path" at another port.
-    None = 1,     ///< without a cookie
-    Wrong = 2,    ///< with a session that there is not
-    Valid = 4,    ///< with the session that there is from the start
-    Latest = 8,   ///< with the session that the last <key> stood for
-    Earlier = 16, ///< with the one that the <key> before stood for
+    None = 1U << 0,    ///< without a cookie
+    Wrong = 1U << 1,   ///< with a session that there is not
+    Valid = 1U << 2,   ///< with the session that there is from the start
+    Latest = 1U << 3,  ///< with the session that the last <key> stood for
+    Earlier = 1U << 4, ///< with the one that the <key> before stood for
     NoneOrWrong = None | Wrong,
     Anybody = None | Wrong | Valid,
 
     /// Connections to the event server, which are opened by their first row and stay: "subscribe /topic" or
     /// any other action, "says" with the text to send as body, "hears" for what comes by itself.
-    Browser = 32,          ///< with the valid session
-    Second = 64,           ///< likewise
-    BrowserOfNone = 128,   ///< without a cookie
-    BrowserOfWrong = 256,  ///< with a session that there is not
-    BrowserOfLatest = 512, ///< with the session that the last <key> stood for
+    Browser = 1U << 5,         ///< with the valid session
+    Second = 1U << 6,          ///< likewise
+    BrowserOfNone = 1U << 7,   ///< without a cookie
+    BrowserOfWrong = 1U << 8,  ///< with a session that there is not
+    BrowserOfLatest = 1U << 9, ///< with the session that the last <key> stood for
+    BrowserWith = 1U << 21,    ///< with the body as cookie, <session> for the valid one; for one row only
 };
 
 /// Between those who ask: what happens in the station, and what its files hold.
 enum EStep : unsigned
 {
-    Station = 1024, ///< "POST /fault" and a body: steers the simulated station
-    File = 2048,    ///< a path below the station's root and contents: writes it
-    Remove = 4096,  ///< a path: removes it with all that is in it
-    Holds = 8192,   ///< a path and contents: what it holds
-    Gone = 16384,   ///< a path: there is no such file
-    Stored = 32768  ///< a configuration file's name and members: what it holds of the web interface's writing
+    Station = 1U << 10, ///< "POST /fault" and a body: steers the simulated station
+    File = 1U << 11,    ///< a path below the station's root and contents: writes it
+    Remove = 1U << 12,  ///< a path: removes it with all that is in it
+    Holds = 1U << 13,   ///< a path and contents: what it holds
+    Gone = 1U << 14,    ///< a path: there is no such file
+    Stored =
+        1U << 15, ///< a configuration file's name and members: what it holds of the web interface's writing
+    Through = 1U << 16 ///< waits for what is asked meanwhile
 };
 
-/// Beside one who asks: the answer comes about by itself, and is asked for until it is there.
-constexpr unsigned Soon = 65536;
+/// How they ask, beside who does.
+enum EManner : unsigned
+{
+    Soon = 1U << 17,      ///< until it is so: the answer, or what a file holds, comes about by itself
+    Meanwhile = 1U << 18, ///< beside the rows that follow; until Through or the section's end
+    Begins = 1U << 19,    ///< all but the last byte of the request
+    Ends = 1U << 20,      ///< the last byte of it; to be answered
+};
 
 /// A request's body, as JSON unless told otherwise.
 struct SBody
@@ -131,6 +141,12 @@ SAnswer MessageOf(int status, const std::string& json);
 SAnswer Failure(const std::string& text);
 SAnswer NotAllowed();
 
+/// 400 for a body that is empty or begins with what is no value
+SAnswer NoValue();
+
+/// 500 for a body that is no object
+SAnswer NoObject();
+
 /// The pages of the HTTP library
 SAnswer NoSuchPath();
 SAnswer NoSuchMethod();
@@ -168,22 +184,22 @@ std::string InvalidTopic(const std::string& action, const std::string& topic);
 std::string Event(const std::string& topic, const std::string& json);
 std::string Closed(int code, const std::string& reason);
 
+// ----------------------------------------------------------------------------------------------------- calls
+
+/// The audit's event of a setting, and of one that concerns security
+std::string Changed(const std::string& key, const std::string& value);
+std::string SecurityChanged(const std::string& key, const std::string& value);
+
 // ---------------------------------------------------------------------------------------------------- tables
 
 struct SRow
 {
     unsigned who = None;
-    std::string request;
+    std::string request = {};
     SBody body = {};
     SAnswer answer = {};
     /// Calls that arrive at services: "Service.Operation REQUEST", or "Diagnostics.SendSignal NUMBER TEXT".
     std::vector<std::string> calls = {};
-};
-
-enum class EMode
-{
-    Dashboard,
-    Commissioning
 };
 
 /// Rows that follow each other in one station and one process.

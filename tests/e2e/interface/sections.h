@@ -6,6 +6,11 @@
 namespace Interface
 {
 
+/// Sections of several areas that share a station: in commissioning mode with the image's files, and in
+/// dashboard mode with files that hold next to nothing.
+inline const char* const Commissioning = "Commissioning";
+inline const char* const BareStation = "BareStation";
+
 Sections Frame();
 Sections Authentication();
 Sections Passwords();
@@ -17,11 +22,13 @@ Sections Schedules();
 Sections SystemControl();
 Sections Installation();
 Sections Diagnostics();
+Sections AutomaticUpdate();
+Sections NetworkSetUp();
 Sections Charging();
-Sections Topics();
+Sections Events();
 Sections Uploads();
 
-/// All of the above.
+/// All of the above. Sections of one name are put together, with the files and rows of each.
 Sections AllSections();
 
 } // namespace Interface

@@ -7,10 +7,6 @@ namespace Interface
 namespace
 {
 
-const std::string NoObject = "in Json::Value::find(begin, end): requires objectValue or nullValue";
-const std::string NoValue =
-    "Could not parse body: * Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
-
 /// What the station's image says of it.
 const std::string Info = R"({
     "CanChangeChargingPhases": true,
@@ -68,11 +64,6 @@ const std::string FactoryReset = "Diagnostics.SendSignal 20305 Factory reset tri
 const std::string ConnectorRead = "SessionManager.GetConnectorInfo {}";
 const std::string Validated = "NetM.ValidateConfig {}";
 
-std::string Changed(const std::string& key, const std::string& value)
-{
-    return "Diagnostics.SendSignal 20500 Parameter " + key + " has been reconfigured to " + value;
-}
-
 const std::string InSession = "Cannot start commissioning, charge session in progress";
 
 } // namespace
@@ -95,9 +86,9 @@ Sections SystemControl()
         {Valid,       "PUT /system/identify",           {}, Failure("Feedback.SendEvent: <...>"), {Identified}},
         {NoneOrWrong, "POST /system/reboot", {},                              Unauthorized()},
         {NoneOrWrong, "POST /system/reboot", R"({"RebootType": "SoftReboot"})", Unauthorized()},
-        {Valid,       "POST /system/reboot", {},                              Message(400, NoValue)},
+        {Valid,       "POST /system/reboot", {},                              NoValue()},
         {Valid,       "POST /system/reboot", "{}",                            BadRequest()},
-        {Valid,       "POST /system/reboot", "[]",                            Failure(NoObject)},
+        {Valid,       "POST /system/reboot", "[]",                            NoObject()},
         {Valid,       "POST /system/reboot", R"({"RebootType": 0})",          BadRequest()},
         {Valid,       "POST /system/reboot", R"({"RebootType": ""})",         BadRequest()},
         {Valid,       "POST /system/reboot", R"({"RebootType": "softreboot"})", BadRequest()},
@@ -108,7 +99,7 @@ Sections SystemControl()
         {Station,     "POST /fault", R"({"Service": "BoardControl", "Operation": "Reboot", "Fail": true, "Times": 1})"},
         {Valid,       "POST /system/reboot", R"({"RebootType": "HardReboot"})", Failure("BoardControl.Reboot: <...>"), {HardReboot}},
     }},
-    {"InfoOfUnknownHardware", EMode::Dashboard, {{"etc/config/hwinfo.json", "{}"}, {"etc/config/fwinfo.json", "{}"}, {"settings", R"({"ConnectedPhases": null})"}}, {
+    {BareStation, EMode::Dashboard, {{"etc/config/hwinfo.json", "{}"}, {"etc/config/fwinfo.json", "{}"}}, {
         {Valid, "GET /system/info",   {}, Ok(NothingKnown)},
     }},
     {"InfoOfThreePhasesWithARelay", EMode::Dashboard, {{"hwinfo", R"({"HwHasRfid": null, "HwMaxCurrent": "16"})"}, {"fwinfo", R"({"FwMeterVersion": null})"}}, {
@@ -121,12 +112,12 @@ Sections SystemControl()
     {"InfoOfThreePhasesWithoutARelay", EMode::Dashboard, {{"hwinfo", R"({"HwHas4pRelay": false})"}}, {
         {Valid, "GET /system/info",   {}, Ok(With(Info, R"({"HwHas4pRelay": false, "CanChangeChargingPhases": false, "CanChargeSinglePhase": false})"))},
     }},
-    {"SystemControlDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {Anybody, "GET /system/health",             {}, NoContent()},
         {Anybody, "GET /system/web-interface-mode", {}, Ok(R"({"Mode": "commissioning"})")},
         {Anybody, "GET /system/info",               {}, Ok(Info)},
         {Anybody, "PUT /system/identify",           {}, NoContent(), {Identified}},
-        {Anybody, "POST /system/reboot",            {}, Message(400, NoValue)},
+        {Anybody, "POST /system/reboot",            {}, NoValue()},
         {Anybody, "POST /system/reboot",            R"({"RebootType": "HardReboot"})", NoContent(), {HardReboot}},
     }},
     {"ModeOfAStationWithoutTheSetting", EMode::Commissioning, {{"settings", R"({"InstallationComplete": null})"}}, {
@@ -168,6 +159,9 @@ Sections Installation()
         {Station, "POST /connector", R"({"State": 9})"},
         {Station, "POST /connector", R"({"State": 1})"},
         // services that do not help
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
+        {Valid,   "POST /system/recommission", {}, Failure("Diagnostics.SendSignal: <...>"), {Recommissioned}},
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Refuse": true, "Times": 1})"},
         {Station, "POST /fault", R"({"Service": "SessionManager", "Operation": "GetConnectorInfo", "Fail": true, "Times": 1})"},
         {Valid,   "POST /system/recommission", {}, Failure("SessionManager.GetConnectorInfo: <...>"), {Recommissioned, ConnectorRead}},
         {Stored,  "settings", R"({"InstallationComplete": null})"},
@@ -196,6 +190,9 @@ Sections Installation()
         {File,    "data/config/some/where/else", "x"},
         {File,    "data/log/system.log", "a line\n"},
         {Station, "POST /connector", R"({"State": 11})"},
+        {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
+        {Valid,   "POST /system/factory-reset", {}, Failure("Diagnostics.SendSignal: <...>"), {FactoryReset}},
+        {Holds,   "data/config/some/where/else", "x"},
         {Valid,   "POST /system/factory-reset", {}, NoContent(), {FactoryReset, HardReboot}},
         {Gone,    "data/config/secrets.json"},
         {Gone,    "data/config/some"},
@@ -217,7 +214,7 @@ Sections Installation()
         {Anybody, "POST /system/factory-reset",       {}, NoSuchPath()},
         {Anybody, "GET /system/finishcommissioning",  {}, NotAllowed()},
         {Anybody, "POST /system/finishcommissioning", "{",  Message(400, "Could not parse body: * Line 1, Column 2\n  Missing '}' or object member name\n")},
-        {Anybody, "POST /system/finishcommissioning", "[]", Failure(NoObject)},
+        {Anybody, "POST /system/finishcommissioning", "[]", NoObject()},
         {Anybody, "POST /system/finishcommissioning", Typed("text/plain", "x"), Message(400, "Invalid content type")},
         {Stored,  "settings", R"({"InstallationComplete": null})"},
         // nobody there for the network: the installation goes on

@@ -43,7 +43,7 @@ const std::string Lte =
 
 } // namespace
 
-Sections Topics()
+Sections Events()
 {
     // clang-format off
     return {
@@ -51,6 +51,17 @@ Sections Topics()
         // without a session the connection is closed
         {BrowserOfNone,  "hears", {}, Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
         {BrowserOfWrong, "hears", {}, Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        // the cookie is taken apart without a look at blanks, and what is not the first runs on to the end
+        {BrowserWith, "hears", "sessionid=<session>",            Frames({}), {ReportOff}},
+        {BrowserWith, "hears", "sessionid=<session>;x=1",        Frames({}), {ReportOff}},
+        {BrowserWith, "hears", ";;sessionid=<session>",          Frames({}), {ReportOff}},
+        {BrowserWith, "hears", "x=1;sessionid=<session>",        Frames({}), {ReportOff}},
+        {BrowserWith, "hears", "x=1; sessionid=<session>",       Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        {BrowserWith, "hears", "x=1;sessionid=<session>;y=2",    Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        {BrowserWith, "hears", "SessionId=<session>",            Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        {BrowserWith, "hears", "sessionid=",                     Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        {BrowserWith, "hears", "sessionid=<session>x",           Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
+        {BrowserWith, "hears", "x=1",                            Frames({Closed(4401, "Unauthorized")}), {ReportOff}},
         // what is no request
         {Browser, "says text",  "subscribe",                       Frames({Unreadable})},
         {Browser, "says text",  "",                                Frames({Unreadable})},
@@ -78,6 +89,11 @@ Sections Topics()
         {Station, "POST /network", R"({"Interface": "EIfNameEthernet", "Status": "ENetStatusDisconnected", "SignalStrength": null,
           "NetProperties": {"Ipv4Addr": "10.0.0.9", "Ipv4Netmask": "255.0.0.0", "Gateway": "10.0.0.1"}, "NetDns": {"PreferredDnsServer": "1.1.1.1", "AlternativeDnsServer": ""}})"},
         {Browser, "hears", {}, Frames({Ethernet})},
+        // an interface without a number from 1 to 5 is told to nobody; the one behind it shows it
+        {Station, "POST /network", R"({"Interface": 0, "Status": 4})"},
+        {Station, "POST /network", R"({"Interface": 6, "Status": 4})"},
+        {Station, "POST /network", R"({"Interface": 1})"},
+        {Browser, "hears", {}, Frames({Ethernet})},
         // a second listener gets what was told last, and a second subscription nothing more
         {Second,  "subscribe /network/status",   {}, Frames({Subscribed(Network), Ethernet})},
         {Second,  "subscribe /network/status",   {}, Frames({Subscribed(Network)})},
@@ -88,6 +104,17 @@ Sections Topics()
         {Browser, "unsubscribe /network/status", {}, Frames({Unsubscribed(Network)})},
         {Browser, "unsubscribe /network/status", {}, Frames({Unsubscribed(Network)})},
         {Browser, "subscribe /network/status",   {}, MixedFrames({Subscribed(Network), Ethernet, Lte})},
+        // the words of the interfaces and of their states
+        {Station, "POST /network", R"({"Interface": 2, "Status": 0, "SignalStrength": null, "NetProperties": null, "NetDns": null})"},
+        {Browser, "hears", {}, Frames({Event(Network, R"({"interface": "EIfNameWlan", "status": "ENetStatusUnknown", "signalStrength": 0})")})},
+        {Station, "POST /network", R"({"Interface": 2, "Status": 1, "SignalStrength": 0})"},
+        {Browser, "hears", {}, Frames({Event(Network, R"({"interface": "EIfNameWlan", "status": "ENetStatusDisabled", "signalStrength": 0})")})},
+        {Station, "POST /network", R"({"Interface": 3, "Status": 2, "SignalStrength": null, "NetProperties": null, "NetDns": null})"},
+        {Browser, "hears", {}, Frames({Event(Network, R"({"interface": "EIfNameAccessPoint", "status": "ENetStatusDisconnected", "signalStrength": 0})")})},
+        {Station, "POST /network", R"({"Interface": 5, "Status": 3, "SignalStrength": null, "NetProperties": null, "NetDns": null})"},
+        {Browser, "hears", {}, Frames({Event(Network, R"({"interface": "EIfNamePlc", "status": "ENetStatusConnecting", "signalStrength": 0})")})},
+        {Station, "POST /network", R"({"Interface": 5, "Status": 5, "SignalStrength": -2147483648})"},
+        {Browser, "hears", {}, Frames({Event(Network, R"({"interface": "EIfNamePlc", "status": "ENetStatusError", "signalStrength": -2147483648})")})},
     }},
     {"TopicOfTokens", EMode::Dashboard, {}, {
         {Browser, "subscribe /rfid/tokenfound",   {}, Frames({Subscribed(Rfid)}), {ReportOn}},
@@ -213,6 +240,27 @@ Sections Topics()
         {Station, "POST /firmware", R"({"Status": 0})"},
         {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
         {Second,  "subscribe /system/fwupdate/status", {}, Frames({Subscribed(Firmware), Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
+        // the words of the failures
+        {Station, "POST /firmware", R"({"Status": 1})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusPackageMissing"})")})},
+        {Station, "POST /firmware", R"({"Status": 2})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusNotIdle"})")})},
+        {Station, "POST /firmware", R"({"Status": 3})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusFwInfoInvalid"})")})},
+        {Station, "POST /firmware", R"({"Status": 4})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusHwInfoInvalid"})")})},
+        {Station, "POST /firmware", R"({"Status": 5})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusSettingNotSaved"})")})},
+        {Station, "POST /firmware", R"({"Status": 6})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusSettingNotLoaded"})")})},
+        {Station, "POST /firmware", R"({"Status": 7})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusNoSpace"})")})},
+        {Station, "POST /firmware", R"({"Status": 8})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusProgrammingFailed"})")})},
+        {Station, "POST /firmware", R"({"Status": 9})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusImageNotLoaded"})")})},
+        {Station, "POST /firmware", R"({"Status": 10})"},
+        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusInternalError"})")})},
     }},
     {"TopicsAfterALogout", EMode::Dashboard, {}, {
         {None,    "POST /auth/login", R"({"Password": "station-demo"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"),
@@ -234,7 +282,15 @@ Sections Topics()
         {BrowserOfNone,  "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
         {BrowserOfNone,  "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {BrowserOfWrong, "subscribe /network/status",                   {}, Frames({Subscribed(Network)})},
+        {BrowserOfWrong, "subscribe /rfid/tokenfound",                  {}, Frames({Subscribed(Rfid)}), {ReportOn}},
+        {BrowserOfWrong, "subscribe /system/diagnostics/statuschanged", {}, Frames({InvalidTopic("subscribe", Signals)})},
+        {BrowserOfWrong, "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
+        {BrowserOfWrong, "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {Browser,        "subscribe /network/status",                   {}, Frames({Subscribed(Network)})},
+        {Browser,        "subscribe /rfid/tokenfound",                  {}, Frames({Subscribed(Rfid)}), {ReportOn}},
+        {Browser,        "subscribe /system/diagnostics/statuschanged", {}, Frames({InvalidTopic("subscribe", Signals)})},
+        {Browser,        "subscribe /session/status",                   {}, Frames({InvalidTopic("subscribe", Session)})},
+        {Browser,        "subscribe /system/fwupdate/status",           {}, Frames({InvalidTopic("subscribe", Firmware)})},
         {Station, "POST /network", R"({"Interface": 4, "Status": 4, "SignalStrength": -88, "NetProperties": null, "NetDns": null,
           "LteInfo": {"Carrier": "C", "Technology": "LTE", "Iccid": "1", "Imsi": "2", "Imei": "3"}})"},
         {BrowserOfNone,  "hears", {}, Frames({Lte})},
@@ -243,7 +299,11 @@ Sections Topics()
         {Second,         "subscribe /network/status",                   {}, Frames({Subscribed(Network), Lte})},
         {Station, "POST /rfid", R"({"Token": "04AA"})"},
         {BrowserOfNone,  "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
-        {BrowserOfNone,  "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)}), {ReportOff}},
+        {BrowserOfWrong, "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
+        {Browser,        "hears", {}, Frames({Event(Rfid, R"({"tokenId": "04AA"})")})},
+        {BrowserOfNone,  "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)})},
+        {BrowserOfWrong, "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)})},
+        {Browser,        "unsubscribe /rfid/tokenfound",                {}, Frames({Unsubscribed(Rfid)}), {ReportOff}},
     }},
     };
     // clang-format on

@@ -32,12 +32,12 @@ Sections Uploads()
         {Anybody, "PUT :8082/", Typed("", "firmware=abc"),     Page(400, "\"No data\"")},
         {Anybody, "PUT :8082/", Form(""),                      Page(400, "\"No data\"")},
         {Anybody, "PUT :8082/", Multipart({}),                 Page(400, "\"No data\"")},
-        {Gone,    Package},
-        // without a session
+        {Gone | Soon, Package},
+        // without a session; the file is gone when the answer has been sent
         {NoneOrWrong, "PUT :8082/", Form("firmware=abc"),             Page(401, "Unauthorized")},
         {NoneOrWrong, "PUT :8082/", Multipart({{"firmware", "abc"}}), Page(401, "Unauthorized")},
         {NoneOrWrong, "PUT :8082/", Form("other=abc"),                Page(401, "Unauthorized")},
-        {Gone,    Package},
+        {Gone | Soon, Package},
         // packages
         {Valid,   "PUT :8082/",         Form("firmware=a%20b+c"),           Page(201, "Created"), {Requested}},
         {Holds,   Package, "a b c"},
@@ -49,14 +49,14 @@ Sections Uploads()
         {Holds,   Package, "abc"},
         // other fields, before and behind it
         {Valid,   "PUT :8082/", Form("other=abc"),                                  Page(403, "\"Invalid target\"")},
-        {Gone,    Package},
+        {Gone | Soon, Package},
         {Valid,   "PUT :8082/", Multipart({{"name", "x"}, {"firmware", "abc"}}),    Page(403, "\"Invalid target\"")},
         {Valid,   "PUT :8082/", Multipart({{"firmware", "abc"}, {"name", "x"}}),    Page(403, "\"Invalid target\"")},
         {Valid,   "PUT :8082/", Form("Firmware=abc"),                               Page(403, "\"Invalid target\"")},
-        {Gone,    Package},
+        {Gone | Soon, Package},
         // a value without contents
         {Valid,   "PUT :8082/", Multipart({{"firmware", ""}}),                      Page(400, "Bad Request")},
-        {Gone,    Package},
+        {Gone | Soon, Package},
         // refused, and nobody there: the package stays
         {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Refuse": true, "Times": 1})"},
         {Valid,   "PUT :8082/", Form("firmware=abc"), Page(500, "Internal communication failure"), {Requested}},
@@ -64,15 +64,31 @@ Sections Uploads()
         {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Fail": true, "Times": 1})"},
         {Valid,   "PUT :8082/", Form("firmware=def"), Page(500, "Internal communication failure"), {Requested}},
         {Holds,   Package, "def"},
+        {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Answer": 0})"},
+        // one at a time: another is refused and the one goes on
+        {Valid | Begins, "PUT :8082/", Form("firmware=abc")},
+        {Holds | Soon,   Package, ""},
+        {Valid,          "PUT :8082/", Form("firmware=def"), Page(503, "\"The firmware package is currently in use by someone else\"")},
+        {None,           "PUT :8082/", Form("firmware=def"), Page(503, "\"The firmware package is currently in use by someone else\"")},
+        {Valid | Ends,   "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
+        {Holds,          Package, "abc"},
+        // a session that ends on the way
+        {None,           "POST /auth/login", R"({"Password": "station-demo"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"),
+         {"Diagnostics.SendSignal 20502 Successful web interface login"}},
+        {Latest,         "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
+        {Latest | Begins, "PUT :8082/", Form("firmware=def")},
+        {Holds | Soon,   Package, ""},
+        {Latest,         "POST /auth/logout", {}, NoContent()},
+        {Latest | Ends,  "PUT :8082/", Form("firmware=def"), Page(401, "Unauthorized")},
+        {Gone | Soon, Package},
         // no file to write to
         {Remove,  Package},
         {File,    Package + "/in/the/way", "x"},
         {Valid,   "PUT :8082/", Form("firmware=abc"), Page(500, "Could not open firmware package file.")},
         {Remove,  Package},
-        {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Answer": 0})"},
         {Valid,   "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
     }},
-    {"NoUploadsDuringCommissioning", EMode::Commissioning, {}, {
+    {Commissioning, EMode::Commissioning, {}, {
         {None,    "GET :8082/", {}, NoConnection()},
     }},
     };
