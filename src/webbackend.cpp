@@ -242,8 +242,9 @@ void CWebbackend::Run()
     StartCommunication();
     worker->Start();
     RunStateMachine();
-    // from here on nothing may wait for a service any more
+    // from here on nothing may wait any more; a REST server may still run, if an enable has failed
     appCommunicationHost->InterruptCalls();
+    InterruptWaits();
     worker->Stop();
     StopCommunication();
 }
@@ -350,11 +351,7 @@ void CWebbackend::StopServers()
     const CCallInterrupter interrupter(
         *appCommunicationHost,
         StopGrace,
-        [this]
-        {
-            systemApi->InterruptWaits();
-            networkApi->InterruptSearches();
-        },
+        [this] { InterruptWaits(); },
         [this]
         {
             systemApi->ResumeWaits();
@@ -369,6 +366,13 @@ void CWebbackend::StopServers()
         fileServer->Stop();
         LOG_INFO("File server stopped");
     }
+}
+
+void CWebbackend::InterruptWaits()
+{
+    LOG_ENTRY(CWebbackend, "InterruptWaits");
+    systemApi->InterruptWaits();
+    networkApi->InterruptSearches();
 }
 
 void CWebbackend::StartComponents()

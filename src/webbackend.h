@@ -95,6 +95,9 @@ private:
     void RunStateMachine();
     void StopCommunication();
 
+    /// Ends what REST handlers wait for besides services.
+    void InterruptWaits();
+
     // Set before the process can be reached, but for the two threads, and taken down by the main thread, from
     // the last to the first
     std::shared_ptr<AppCommunicationHost<GrpcBackend>> appCommunicationHost;

@@ -500,6 +500,17 @@ TEST_F(Download, DoesNotHoldUpTheEnd)
     ExpectCleanEnd();
 }
 
+TEST_F(Download, DoesNotHoldUpTheEndWhereTheServerHasOutlivedAFailedEnable)
+{
+    StartAllByHand();
+    ExpectPromptDisable();
+    StartRestServerAgain();
+    SilenceFreezeFrames();
+    CRawHttp browser(RestPort);
+    BeginToAsk(browser);
+    ExpectCleanEnd();
+}
+
 TEST_F(Download, DoesNotHoldUpTheDisableAndWorksAfterTheNextEnable)
 {
     StartAllByHand();
