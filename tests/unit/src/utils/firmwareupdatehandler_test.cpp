@@ -282,24 +282,24 @@ TEST_F(FirmwareUpdateHandler, BoardThatCantBeReachedIsLoggedAndSendsNoEvent)
     EXPECT_THAT(topic->TakeBroadcasts(), IsEmpty());
 }
 
-TEST_F(FirmwareUpdateHandler, RequestsOfSeveralThreadsAreAllDoneOneAtATime)
+TEST_F(FirmwareUpdateHandler, RequestsOfSeveralThreadsAreAllDoneOnOne)
 {
     constexpr int Callers = 5;
-    int underWay = 0; // on the worker alone
-    CCollector<int> done;
+    CCollector<std::thread::id> done;
     EXPECT_CALL(*board, RequestFirmwareUpdate)
         .Times(Callers)
         .WillRepeatedly(
             [&](const std::string&)
             {
-                done.Add(++underWay);
-                --underWay;
+                done.Add(std::this_thread::get_id());
                 return Result(ipc::EResultOk);
             });
 
     RunTogether(Callers, [this](int number) { handler->Download(Url + std::to_string(number)); });
 
-    EXPECT_THAT(done.Await(Callers), ElementsAre(1, 1, 1, 1, 1));
+    const auto threads = done.Await(Callers);
+    ASSERT_EQ(threads.size(), static_cast<std::size_t>(Callers));
+    EXPECT_THAT(threads, testing::Each(threads[0]));
     handler.reset();
     EXPECT_THAT(transfer->urls.Await(Callers),
                 testing::UnorderedElementsAre(Url + "0", Url + "1", Url + "2", Url + "3", Url + "4"));
