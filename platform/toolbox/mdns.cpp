@@ -14,6 +14,10 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iterator>
+#include <list>
+#include <memory>
+#include <mutex>
 #include <sstream>
 #include <system_error>
 
@@ -31,6 +35,73 @@ constexpr int MostEnds = 20;
 /// From this exit status on a signal has ended the program.
 constexpr int EndedBySignal = 128;
 
+/// One search, which is on record while it is under way.
+///
+/// Responders leave out what they have just told, or what a query from the same address says to be known, and
+/// so a search can't hear of itself what another one on this machine has heard shortly before.
+/// Threads: each object one; the record any.
+class CSearch
+{
+public:
+    explicit CSearch(const std::string& serviceName)
+        : answers(std::make_shared<const SAnswers>(serviceName))
+    {
+        const std::lock_guard lock(mutex);
+        std::copy_if(underWay.begin(),
+                     underWay.end(),
+                     std::back_inserter(earlier),
+                     [&serviceName](const auto& other) { return other->serviceName == serviceName; });
+        underWay.push_back(answers);
+    }
+    ~CSearch()
+    {
+        const std::lock_guard lock(mutex);
+        underWay.remove(answers);
+    }
+    CSearch(const CSearch&) = delete;
+    CSearch& operator=(const CSearch&) = delete;
+    CSearch(CSearch&&) = delete;
+    CSearch& operator=(CSearch&&) = delete;
+
+    int Output() const { return answers->output.Get(); }
+
+    /// What was heard by those that were under way when this one began, and by this one.
+    std::string Answers() const
+    {
+        std::string lines;
+        for (const auto& search : earlier)
+        {
+            lines += Lines(search->output.Get());
+        }
+        return lines + Lines(Output());
+    }
+
+private:
+    struct SAnswers
+    {
+        explicit SAnswers(const std::string& serviceName)
+            : serviceName(serviceName)
+            , output(memfd_create("mdns", MFD_CLOEXEC))
+        {
+        }
+
+        const std::string serviceName;
+        const CDescriptor output;
+    };
+
+    /// The last line may be unfinished.
+    static std::string Lines(int output);
+
+    // Constant after construction
+    const std::shared_ptr<const SAnswers> answers;
+    std::vector<std::shared_ptr<const SAnswers>> earlier;
+
+    static inline std::mutex mutex;
+
+    // Guarded by mutex
+    static inline std::list<std::shared_ptr<const SAnswers>> underWay;
+};
+
 std::string ReadAll(int file)
 {
     std::string text;
@@ -44,6 +115,12 @@ std::string ReadAll(int file)
         }
         text.append(part.data(), static_cast<std::size_t>(size));
     }
+}
+
+std::string CSearch::Lines(int output)
+{
+    const std::string text = ReadAll(output);
+    return text.substr(0, text.rfind('\n') + 1);
 }
 
 std::string FirstLine(const std::string& text)
@@ -78,11 +155,11 @@ void Add(std::vector<SMdnsDevice>& devices, const std::string& hostname, const s
     }
 }
 
-/// Of lines "ADDRESS HOSTNAME"; the last one may be unfinished.
+/// Of lines "ADDRESS HOSTNAME".
 std::vector<SMdnsDevice> Devices(const std::string& answers)
 {
     std::vector<SMdnsDevice> devices;
-    std::istringstream lines(answers.substr(0, answers.rfind('\n') + 1));
+    std::istringstream lines(answers);
     std::string address;
     std::string hostname;
     while (lines >> address >> hostname)
@@ -118,14 +195,14 @@ std::vector<SMdnsDevice> QueryMdnsDevices(const std::string& serviceName,
                                           const std::string& program)
 {
     const Clock::time_point end = Clock::now() + timeout;
-    const CDescriptor output(memfd_create("mdns", MFD_CLOEXEC));
+    const CSearch search(serviceName);
     try
     {
         for (int run = 0; run < MostEnds; ++run)
         {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
             if (left.count() <= 0 ||
-                !Ask({program, serviceName, std::to_string(left.count())}, output.Get(), interruption))
+                !Ask({program, serviceName, std::to_string(left.count())}, search.Output(), interruption))
             {
                 break;
             }
@@ -135,7 +212,7 @@ std::vector<SMdnsDevice> QueryMdnsDevices(const std::string& serviceName,
     {
         LOG_WARN("mDNS query not finished: {}", error.what());
     }
-    return Devices(ReadAll(output.Get()));
+    return Devices(search.Answers());
 }
 
 } // namespace Toolbox

@@ -30,6 +30,8 @@ std::string MdnsProgram();
 /// The asking is done by a program of its own: what comes in from the network can end the library that
 /// reads it, and with it the process. The program is started again then, for the rest of the time.
 ///
+/// A search also gives what another one for the same service has heard that was under way when it began.
+///
 /// Threads: any, several at the same time; there may be other mDNS responders on the machine.
 /// @param serviceName   e.g. "_hwenergy._tcp.local."
 /// @param interruption  ends the search, if it isn't null: what was found by then is the result

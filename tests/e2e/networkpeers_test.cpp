@@ -186,6 +186,8 @@ TEST_F(NetworkPeers, ScanFindsMetersOfAllKindsWhileOthersAreServed)
     StartAllTelling();
     const Clock::time_point start = Clock::now();
     const std::unique_ptr<CRawHttp> first = BeginScan();
+    // in the time in which responders don't repeat what the first has asked for
+    std::this_thread::sleep_until(start + milliseconds(300));
     const std::unique_ptr<CRawHttp> second = BeginScan();
     const Clock::time_point testStart = Clock::now();
     const std::unique_ptr<CRawHttp> testing = BeginTest(CNeighbour::SilentAddress);

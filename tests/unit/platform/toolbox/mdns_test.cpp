@@ -2,6 +2,8 @@
 #include "platform/toolbox/mdns.h"
 #include "platform/toolbox/program.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <filesystem>
 #include <thread>
@@ -46,6 +48,17 @@ protected:
         directory.Write("asks", "#!/bin/sh\ncd '" + directory.Path().string() + "'\n" + script);
         std::filesystem::permissions(program, std::filesystem::perms::owner_all);
         return Toolbox::QueryMdnsDevices("_x._tcp.local.", timeout, &interruption, program.string());
+    }
+
+    std::string Path(const std::string& name) const { return (directory.Path() / name).string(); }
+
+    void AwaitFile(const std::string& name) const
+    {
+        const auto end = std::chrono::steady_clock::now() + TestPatience;
+        while (!std::filesystem::exists(Path(name)) && std::chrono::steady_clock::now() < end)
+        {
+            std::this_thread::yield();
+        }
     }
 
     const CTemporaryDirectory directory;
@@ -144,6 +157,41 @@ TEST_F(Mdns, ProgramThatIsNotThereIsLogged)
                                                 "/none failed with 127: No such file or directory"}));
 }
 
+TEST_F(Mdns, SearchGivesWhatOneUnderWayHasHeardToo)
+{
+    directory.Write("first",
+                    "#!/bin/sh\necho 10.0.0.1 a.local\n: > '" + Path("told") + "'\nread end < '" +
+                        Path("end") + "'\necho 10.0.0.3 c.local\n");
+    directory.Write("second",
+                    "#!/bin/sh\necho 10.0.0.2 b.local\necho end > '" + Path("end") + "'\nwhile ! [ -e '" +
+                        Path("over") + "' ]; do sleep 0.01; done\n");
+    directory.Write("third", "#!/bin/sh\necho 10.0.0.4 d.local\n");
+    ASSERT_EQ(mkfifo(Path("end").c_str(), 0600), 0);
+    for (const char* program : {"first", "second", "third"})
+    {
+        std::filesystem::permissions(directory.Path() / program, std::filesystem::perms::owner_all);
+    }
+    const auto query = [this](const char* program, const char* service = "_x._tcp.local.")
+    { return Toolbox::QueryMdnsDevices(service, seconds(60), nullptr, Path(program)); };
+    std::vector<SMdnsDevice> ofFirst;
+    std::thread first(
+        [&]
+        {
+            ofFirst = query("first");
+            directory.Write("over", "");
+        });
+    AwaitFile("told");
+
+    EXPECT_THAT(query("third", "_y._tcp.local."), ElementsAre(SMdnsDevice{"d.local", "10.0.0.4"}));
+    EXPECT_THAT(query("second"),
+                ElementsAre(SMdnsDevice{"a.local", "10.0.0.1"},
+                            SMdnsDevice{"c.local", "10.0.0.3"},
+                            SMdnsDevice{"b.local", "10.0.0.2"}));
+    first.join();
+    EXPECT_THAT(ofFirst, ElementsAre(SMdnsDevice{"a.local", "10.0.0.1"}, SMdnsDevice{"c.local", "10.0.0.3"}));
+    EXPECT_THAT(query("third"), ElementsAre(SMdnsDevice{"d.local", "10.0.0.4"}));
+}
+
 TEST_F(Mdns, ProgramRefusesWhatIsNoService)
 {
     for (const std::string& name : {std::string(),
@@ -182,12 +230,7 @@ TEST_F(Mdns, InterruptionEndsTheSearchWithWhatWasFound)
     std::thread interrupting(
         [this]
         {
-            const auto end = std::chrono::steady_clock::now() + TestPatience;
-            while (!std::filesystem::exists(directory.Path() / "told") &&
-                   std::chrono::steady_clock::now() < end)
-            {
-                std::this_thread::yield();
-            }
+            AwaitFile("told");
             interruption.Interrupt();
         });
     EXPECT_THAT(Query("echo 10.0.0.1 a.local\n: > told\nexec sleep 60\n"),
