@@ -99,9 +99,11 @@ Sections Passwords()
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "new", "CurrentPassword": ""})",  Message(401, "Current password is incorrect")},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "new", "CurrentPassword": "x"})", Message(401, "Current password is incorrect")},
         {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "", "CurrentPassword": "x"})",    Message(401, "Current password is incorrect")},
-        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "", "CurrentPassword": "station-demo"})", Message(400, "Password strength not sufficient")},
+        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "", "CurrentPassword": "station-demo"})",
+         Message(400, "Password strength not sufficient")},
         {Valid, "GET /config/auth/standalonelist", {}, Ok(R"({"Tokens": []})")},
-        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
+        {Valid, "PUT /config/secrets/webifmanagement", R"({"NewPassword": "n", "CurrentPassword": "station-demo"})",
+         NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
         // all sessions are gone, and the next login takes the new password over
         {Valid, "GET /config/auth/standalonelist", {}, Unauthorized()},
         {Stored, "secrets", R"({"WebSessions": []})"},
@@ -124,7 +126,8 @@ Sections Passwords()
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "1", "NewPassword": ""})",       Message(401, "PUK code is incorrect")},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": ""})", Message(400, "Password strength not sufficient")},
         {Valid,   "GET /config/auth/standalonelist", {}, Ok(R"({"Tokens": []})")},
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "n"})",
+         NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
         {Valid,   "GET /config/auth/standalonelist", {}, Unauthorized()},
         {Stored,  "secrets", R"({"WebSessions": []})"},
         {None,    "POST /auth/login", R"({"Password": "n"})", NoContent().WithCookie("sessionid=<key>; path=/; SameSite=Strict"), {Login}},
@@ -142,7 +145,8 @@ Sections Passwords()
         {Anybody, "PUT /config/secrets/webifmanagement",     R"({"NewPassword": "n", "CurrentPassword": "station-demo"})", NoSuchPath()},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "1", "NewPassword": "new"})",        Message(401, "PUK code is incorrect")},
         {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": ""})",    Message(400, "Password strength not sufficient")},
-        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "new"})", NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
+        {Anybody, "PUT /config/secrets/webifmanagement/puk", R"({"PukCode": "12345678", "NewPassword": "new"})",
+         NoContent(), {SecurityChanged("WebIfManagementPassword", "****")}},
     }},
     };
     // clang-format on

@@ -164,14 +164,16 @@ Sections UserSettings()
         {Stored, "settings", OtherUser},
         // the audit's event is refused, or nobody is there for it: the setting is written all the same
         {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Refuse": true, "Times": 1})"},
-        {Valid, "PATCH /config/user", R"({"HmiBuzzerVolume": 1})", Ok(With(With(User, OtherUser), R"({"HmiBuzzerVolume": 1})")), {Changed("HmiBuzzerVolume", "1")}},
+        {Valid, "PATCH /config/user", R"({"HmiBuzzerVolume": 1})",
+         Ok(With(With(User, OtherUser), R"({"HmiBuzzerVolume": 1})")), {Changed("HmiBuzzerVolume", "1")}},
         {Station, "POST /fault", R"({"Service": "Diagnostics", "Operation": "SendSignal", "Fail": true, "Times": 1})"},
         {Valid, "PATCH /config/user", R"({"HmiBuzzerVolume": 2})", Failure("Diagnostics.SendSignal: <...>"), {Changed("HmiBuzzerVolume", "2")}},
         {Valid, "GET /config/user",   {}, Ok(With(With(User, OtherUser), R"({"HmiBuzzerVolume": 2})"))},
     }},
     {"UserSettingsThatAreMissing", EMode::Dashboard, {{"settings", R"({"HmiBuzzerVolume": null, "TimeZone": null})"}}, {
         {Valid, "GET /config/user",   {}, Ok(Without(Without(User, "HmiBuzzerVolume"), "TimeZone"))},
-        {Valid, "PATCH /config/user", R"({"TimeZone": "UTC"})", Ok(With(Without(User, "HmiBuzzerVolume"), R"({"TimeZone": "UTC"})")), {Changed("TimeZone", "UTC")}},
+        {Valid, "PATCH /config/user", R"({"TimeZone": "UTC"})",
+         Ok(With(Without(User, "HmiBuzzerVolume"), R"({"TimeZone": "UTC"})")), {Changed("TimeZone", "UTC")}},
     }},
     {BareStation, EMode::Dashboard, {{"etc/config/settings.json", R"({"InstallationComplete": true})"}}, {
         {Valid, "GET /config/user",   {},   Ok("null")},
@@ -243,7 +245,8 @@ Sections NetworkSettings()
         {Anybody, "GET /config/network",   {},      Ok(Network)},
         {Anybody, "PATCH /config/network", "{}",    Ok(Network)},
         {Anybody, "PATCH /config/network", "[]",    Message(400, "Bad request body")},
-        {None,    "PATCH /config/network", R"({"NetMApEnable": false})", Ok(With(Network, R"({"NetMApEnable": false})")), {Changed("NetMApEnable", "false"), Validated}},
+        {None,    "PATCH /config/network", R"({"NetMApEnable": false})",
+         Ok(With(Network, R"({"NetMApEnable": false})")), {Changed("NetMApEnable", "false"), Validated}},
     }},
     };
     // clang-format on

@@ -57,9 +57,8 @@ enum EStep : unsigned
     Remove = 1U << 12,  ///< a path: removes it with all that is in it
     Holds = 1U << 13,   ///< a path and contents: what it holds
     Gone = 1U << 14,    ///< a path: there is no such file
-    Stored =
-        1U << 15, ///< a configuration file's name and members: what it holds of the web interface's writing
-    Through = 1U << 16 ///< waits for what is asked meanwhile
+    Stored = 1U << 15,  ///< a configuration file's name and members: what the process has written of them
+    Through = 1U << 16  ///< waits for what is asked meanwhile
 };
 
 /// How they ask, beside who does.
@@ -119,8 +118,7 @@ struct SAnswer
     SAnswer WithCookie(const std::string& cookie) const;
 };
 
-// ------------------------------------------------------------------------------------- answers of REST
-// routes
+// ------------------------------------------------------------------------------- answers of the REST server
 
 /// 200 with a value, given as JSON text of any style
 SAnswer Ok(const std::string& json);

@@ -238,8 +238,10 @@ Sections Events()
         {Second,  "subscribe /system/fwupdate/status", {}, Frames({Subscribed(Firmware)})},
         {Second,  "unsubscribe /system/fwupdate/status", {}, Frames({Unsubscribed(Firmware)})},
         {Station, "POST /firmware", R"({"Status": 0})"},
-        {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
-        {Second,  "subscribe /system/fwupdate/status", {}, Frames({Subscribed(Firmware), Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
+        {Browser, "hears", {},
+         Frames({Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
+        {Second,  "subscribe /system/fwupdate/status", {},
+         Frames({Subscribed(Firmware), Event(Firmware, R"({"status": "EFwUpdateStatusSuccess", "fwIdentOld": "1.0.0-simulated", "fwIdentNew": "2.0.0-simulated"})")})},
         // the words of the failures
         {Station, "POST /firmware", R"({"Status": 1})"},
         {Browser, "hears", {}, Frames({Event(Firmware, R"({"status": "EFwUpdateStatusPackageMissing"})")})},
