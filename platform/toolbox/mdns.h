@@ -25,7 +25,7 @@ std::string MdnsProgram();
 
 /// Asks on all networks by multicast DNS who offers a service, and takes answers until the time is over. Each
 /// device comes once, whatever it answers and over which interface, in the order of their first answers; at
-/// most 256 answers count.
+/// most 256 answers of a run of the program count.
 ///
 /// The asking is done by a program of its own: what comes in from the network can end the library that
 /// reads it, and with it the process. The program is started again then, for the rest of the time.

@@ -29,7 +29,7 @@ public:
     virtual int Connect() = 0;
 };
 
-/// The same over libmodbus.
+/// The same with libmodbus, which holds the connection; it is made without it, so that the wait has an end.
 /// Threads: one at a time.
 class CModbusTcpClient : public IModbusTcpClient
 {

@@ -233,8 +233,10 @@ TEST_F(Mdns, InterruptionEndsTheSearchWithWhatWasFound)
             AwaitFile("told");
             interruption.Interrupt();
         });
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_THAT(Query("echo 10.0.0.1 a.local\n: > told\nexec sleep 60\n"),
                 ElementsAre(SMdnsDevice{"a.local", "10.0.0.1"}));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(30)) << "it ended by itself";
     interrupting.join();
 }
 
