@@ -102,18 +102,20 @@ TEST_F(Downloads, BodyIsCutOff)
 
 TEST_F(Downloads, SilenceAndSlownessLastUntilTheAnswerIsAnother)
 {
+    int requests = 0;
     for (const std::string how :
          {R"("Silent": true)", R"("Size": 1000000, "StallAfter": 10)", R"("Size": 1000000, "Speed": 10)"})
     {
         Offer(R"({"Path": "/a", )" + how + "}");
         CRawHttp client(Port());
         client.Send("GET /a HTTP/1.1\r\nHost: x\r\n\r\n");
-        station.steering.Get("/download?path=/a&requests=1&wait=20");
+        station.steering.Get("/download?path=/a&wait=20&requests=" + std::to_string(++requests));
 
         Offer(R"({"Path": "/a", "Text": "text"})");
 
         EXPECT_THAT(client.ReceiveUntilClose(), testing::Not(testing::EndsWith("text"))) << how;
         EXPECT_EQ(Get("/a").body, "text");
+        ++requests;
     }
 }
 
