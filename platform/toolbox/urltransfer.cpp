@@ -231,7 +231,7 @@ std::size_t CTransfer::Take(const char* data, std::size_t size) noexcept
     }
     catch (const std::exception&)
     {
-        // as the text says, or without one if there is no memory for it
+        // the library then says that the body could not be written
         return givenUp;
     }
 }

@@ -14,8 +14,7 @@ namespace
 
 constexpr const char* UrlSetting = "WebIfUpdateHelperUrl";
 
-/// What can't be parsed is null.
-Json::Value ParseDescriptor(const std::string& text)
+std::optional<Json::Value> ParseDescriptor(const std::string& text)
 {
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Json::Value descriptor;
@@ -38,7 +37,7 @@ Json::Value ParseDescriptor(const std::string& text)
     if (!isParsed)
     {
         LOG_ERROR("Failed to parse version descriptor JSON. Error: {}", errors);
-        return {};
+        return std::nullopt;
     }
     return descriptor;
 }
@@ -97,9 +96,13 @@ SVersionDescriptor ReadVersionDescriptor(const TarnConfig& settings, Toolbox::CI
         LOG_ERROR("Request to retrieve firmware version descriptor file failed. Attempted URL: {}", url);
         return {};
     }
-    const Json::Value descriptor = ParseDescriptor(*text);
+    const std::optional<Json::Value> descriptor = ParseDescriptor(*text);
+    if (!descriptor)
+    {
+        return {};
+    }
     SVersionDescriptor versions;
-    versions.firmware = TakeSoftware(descriptor, "firmwareUrl", "firmwareVersion");
-    versions.customization = TakeSoftware(descriptor, "customizationUrl", "customizationVersion");
+    versions.firmware = TakeSoftware(*descriptor, "firmwareUrl", "firmwareVersion");
+    versions.customization = TakeSoftware(*descriptor, "customizationUrl", "customizationVersion");
     return versions;
 }

@@ -220,6 +220,7 @@ TEST_F(SoftwareUpdateApi, DescriptorThatIsNoJsonIsLoggedWithTheReadersReason)
     EXPECT_THAT(log.Messages(Level::Error),
                 ElementsAre("Failed to parse version descriptor JSON. Error: * Line 1, Column 1\n"
                             "  Syntax error: value, object or array expected.\n"));
+    EXPECT_FALSE(log.Has(Level::Debug, NoFirmware)) << "nothing was retrieved";
 }
 
 TEST_F(SoftwareUpdateApi, DescriptorThatIsNoObjectIsLoggedAndCountsAsEmpty)
