@@ -65,9 +65,9 @@ Sections Uploads()
         {Valid,   "PUT :8082/", Form("firmware=def"), Page(500, "Internal communication failure"), {Requested}},
         {Holds,   Package, "def"},
         {Station, "POST /fault", R"({"Service": "BoardControl", "Operation": "RequestFirmwareUpdate", "Answer": 0})"},
-        // one at a time: another is refused and the one goes on
+        // one at a time, written as it comes: another is refused and the one goes on
         {Valid | Begins, "PUT :8082/", Form("firmware=abc")},
-        {Holds | Soon,   Package, ""},
+        {Holds | Soon,   Package, "ab"},
         {Valid,          "PUT :8082/", Form("firmware=def"), Page(503, "\"The firmware package is currently in use by someone else\"")},
         {None,           "PUT :8082/", Form("firmware=def"), Page(503, "\"The firmware package is currently in use by someone else\"")},
         {Valid | Ends,   "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
@@ -77,7 +77,7 @@ Sections Uploads()
          {"Diagnostics.SendSignal 20502 Successful web interface login"}},
         {Latest,         "PUT :8082/", Form("firmware=abc"), Page(201, "Created"), {Requested}},
         {Latest | Begins, "PUT :8082/", Form("firmware=def")},
-        {Holds | Soon,   Package, ""},
+        {Holds | Soon,   Package, "de"},
         {Latest,         "POST /auth/logout", {}, NoContent()},
         {Latest | Ends,  "PUT :8082/", Form("firmware=def"), Page(401, "Unauthorized")},
         {Gone | Soon, Package},
