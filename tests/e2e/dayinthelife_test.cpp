@@ -378,6 +378,7 @@ void DayInTheLife::ForgetThePassword()
        "/config/secrets/webifmanagement/puk",
        R"({"PukCode": ")" + std::string(Puk) + R"(", "NewPassword": "easier"})");
 
+    EXPECT_EQ(Ask("POST", "/auth/login", R"({"Password": "owner's own"})").status, 401);
     LogIn("easier");
 }
 

@@ -109,6 +109,14 @@ Sections UserSettings()
 {
     // clang-format off
     return {
+    {"SwitchOfTheSchedule", EMode::Dashboard, {{"run/synchronised", ""}}, {
+        {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": true})", Ok(With(User, R"({"ScheduledChargingEnable": true})")),
+         {R"(CurrentControl.SetLimit {"Limit":32000,"Source":12})", Changed("ScheduledChargingEnable", "true")}},
+        {Stored, "settings", R"({"ScheduledChargingEnable": true})"},
+        {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": false})", Ok(User),
+         {R"(CurrentControl.ClearLimit {"Source":12})", Changed("ScheduledChargingEnable", "false")}},
+        {Stored, "settings", R"({"ScheduledChargingEnable": false})"},
+    }},
     {"UserSettings", EMode::Dashboard, {}, {
         {NoneOrWrong, "GET /config/user",   {}, Unauthorized()},
         {Valid,       "GET /config/user",   {}, Ok(User)},

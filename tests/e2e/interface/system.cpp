@@ -185,6 +185,8 @@ Sections Installation()
         // the mode is asked of the settings; the routes and the sessions stay until the restart
         {None,    "GET /system/web-interface-mode", {}, Ok(R"({"Mode": "commissioning"})")},
         {Valid,   "GET /config/auth/standalonelist", {}, Ok(R"({"Tokens": []})")},
+        {None,    "GET /config/auth/standalonelist", {}, Unauthorized()},
+        {Valid,   "POST /system/finishcommissioning", {}, NoSuchPath()},
     }},
     {"FactoryReset", EMode::Dashboard, {}, {
         {NoneOrWrong, "POST /system/factory-reset", {}, Unauthorized()},

@@ -215,7 +215,7 @@ Sections Schedules()
         {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": 1})",     BadRequest(), {R"(CurrentControl.SetLimit {"Limit":32000,"Source":12})"}},
         {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": null})",  BadRequest(), {R"(CurrentControl.ClearLimit {"Source":12})"}},
         {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": "yes"})", Failure("Value is not convertible to bool.")},
-        {Stored, "settings", R"({"ScheduledChargingEnable": null})"},
+        {Stored, "settings", R"({"ScheduledChargingEnable": false})"},
         {Station, "POST /fault", R"({"Service": "CurrentControl", "Operation": "SetLimit", "Fail": true, "Times": 1})"},
         {Valid, "PATCH /config/user", R"({"ScheduledChargingEnable": true, "Unknown": 1})",
          BadRequest(), {R"(CurrentControl.SetLimit {"Limit":32000,"Source":12})"}},
