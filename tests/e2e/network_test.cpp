@@ -295,3 +295,26 @@ TEST_F(Network, AddressThatIsNoneIsNotAvailable)
     EXPECT_EQ(Post("/network/verifymodbustcpconn", R"({"Address": 1, "Port": 502})").body, BadRequest);
     ExpectCleanEnd();
 }
+
+TEST_F(Network, PeersAreTestedAgainAfterADisableThatEndedARequest)
+{
+    StartStationWithManualController();
+    StartProcess();
+    station.AwaitProcessState(ReportUninitialized);
+    ASSERT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+    ASSERT_EQ(Control("enable"), 0);
+    station.AwaitProcessState(ReportEnabled);
+    Fault(R"("Operation": "ScanWlan", "Hang": true)");
+    CRawHttp browser(RestPort);
+    browser.Send(HttpRequestText("GET", "/network/scanwlan", LoggedIn));
+    station.AwaitCall("NetM", "ScanWlan");
+
+    // waits for the scan up to its grace, and then ends everything that is waited for
+    ASSERT_EQ(Control("disable"), 0);
+    station.AwaitProcessState(ReportDisabled);
+
+    StartRestServerAgain();
+    EXPECT_EQ(Verify("127.0.0.1", std::to_string(SteeringPort)).body, "{\n\t\"Available\" : true\n}\n");
+    ExpectCleanEnd();
+}
