@@ -1,11 +1,11 @@
 #include "src/fileserver/fwpackage.h"
 
+#include "src/utils/updateservice.h"
+
 #include "contracts/boardcontrol.h"
 #include "platform/log/log.h"
 
 #include <fmt/format.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -15,10 +15,6 @@
 
 namespace
 {
-
-/// The group of the station's update service.
-constexpr gid_t UpdateGroup = 905;
-constexpr auto SameOwner = static_cast<uid_t>(-1);
 
 constexpr const char* Requester = "WebInterface";
 
@@ -75,7 +71,7 @@ CFwPackageWriter::CFwPackageWriter(std::filesystem::path path, Release release, 
     LOG_ENTRY(CFwPackageWriter, "CFwPackageWriter");
     CreateDirectory();
     Open();
-    ChangeGroup();
+    GiveToUpdateService(this->path);
 }
 
 CFwPackageWriter::~CFwPackageWriter()
@@ -107,15 +103,6 @@ void CFwPackageWriter::Open()
     {
         release();
         throw std::runtime_error("Could not open firmware package file.");
-    }
-}
-
-void CFwPackageWriter::ChangeGroup() const
-{
-    const int result = chown(path.c_str(), SameOwner, UpdateGroup);
-    if (result != 0)
-    {
-        LOG_ERROR("Unable to change group ownership of fwupdate package file {} ({})", path.string(), result);
     }
 }
 

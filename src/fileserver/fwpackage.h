@@ -127,7 +127,6 @@ public:
 private:
     void CreateDirectory() const;
     void Open();
-    void ChangeGroup() const;
 
     const std::filesystem::path path;
     std::ofstream stream;

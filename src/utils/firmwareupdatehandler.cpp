@@ -1,12 +1,11 @@
 #include "src/utils/firmwareupdatehandler.h"
 
+#include "src/utils/updateservice.h"
 #include "src/websocket/itopic.h"
 
 #include "contracts/boardcontrol.h"
 #include "platform/log/log.h"
 #include "platform/toolbox/filetransfer.h"
-
-#include <unistd.h>
 
 #include <exception>
 #include <optional>
@@ -15,10 +14,6 @@
 
 namespace
 {
-
-/// The group of the station's update service.
-constexpr gid_t UpdateGroup = 905;
-constexpr auto SameOwner = static_cast<uid_t>(-1);
 
 constexpr const char* DownloadFailed = "EFwUpdateErrDownloadFailed";
 
@@ -88,7 +83,7 @@ void CFirmwareUpdateHandler::Update(const std::string& url)
         return;
     }
     LOG_INFO("Successfully downloaded firmware package file {} to {}", url, package.string());
-    GivePackageToUpdateService();
+    GiveToUpdateService(package);
     RequestUpdate();
 }
 
@@ -120,16 +115,6 @@ void CFirmwareUpdateHandler::ReportFailedDownload()
     Json::Value message;
     message["status"] = DownloadFailed;
     topic->Broadcast(message);
-}
-
-void CFirmwareUpdateHandler::GivePackageToUpdateService()
-{
-    const int result = chown(package.c_str(), SameOwner, UpdateGroup);
-    if (result != 0)
-    {
-        LOG_ERROR(
-            "Unable to change group ownership of fwupdate package file {} ({})", package.string(), result);
-    }
 }
 
 void CFirmwareUpdateHandler::RequestUpdate()

@@ -61,7 +61,6 @@ private:
     void Update(const std::string& url);
     bool FetchPackage(const std::string& url);
     void ReportFailedDownload();
-    void GivePackageToUpdateService();
     void RequestUpdate();
 
     // Constant after construction
