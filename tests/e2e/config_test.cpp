@@ -1,4 +1,3 @@
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <signal.h>
@@ -8,7 +7,6 @@
 #include <fstream>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -17,6 +15,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 #include "tests/support/privatemounts.h"
 #include "tests/support/quickpassword.h"
 
@@ -30,14 +29,6 @@ namespace
 
 constexpr int SecurityParameter = 20301;
 constexpr int Parameter = 20500;
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 SHttpResponse Ask(const std::string& method, const std::string& path, const std::string& body = {})
 {

@@ -1,7 +1,6 @@
 // One station from its first set-up to its last day: what an installer and an owner do with it, in the order
 // in which they do it, with the process restarted wherever the board would restart the station.
 
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <ctime>
@@ -9,7 +8,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +15,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 #include "tests/support/websocketclient.h"
 
 using testing::ElementsAre;
@@ -37,14 +36,6 @@ constexpr int UserDefinedLimit = 14;
 /// Kinds of reboots.
 constexpr int Soft = 0;
 constexpr int Hard = 1;
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 class DayInTheLife : public StationTest
 {

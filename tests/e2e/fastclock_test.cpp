@@ -1,4 +1,3 @@
-#include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
 
@@ -11,7 +10,6 @@
 #include <chrono>
 #include <ctime>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,6 +19,8 @@
 
 #include "tests/e2e/stationtest.h"
 #include "tests/e2e/steppedclock.h"
+#include "tests/support/eventually.h"
+#include "tests/support/jsontext.h"
 
 using testing::ElementsAre;
 using namespace std::chrono_literals;
@@ -40,14 +40,6 @@ enum EState : int
 };
 
 constexpr int LocalScheduledCharging = 12;
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 /// @param text  as "2024-06-03 08:00:00", in the zone of the process
 Time Local(const std::string& text)
@@ -121,21 +113,6 @@ Json::Value HistoryOf(const std::vector<SBooked>& bookings)
 Json::Value History()
 {
     return Parse(HttpRequest(RestPort, "GET", "/statistics/history", LoggedIn).body);
-}
-
-template <class Condition>
-bool Eventually(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + TestPatience;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-        {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 /// A station in Amsterdam whose time the test moves, from one moment at which something happens to the next:

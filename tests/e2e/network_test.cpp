@@ -1,13 +1,12 @@
-#include <json/reader.h>
 #include <json/value.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 
 using testing::AnyOf;
 using testing::HasSubstr;
@@ -18,14 +17,6 @@ namespace
 constexpr const char* BadRequest = "\"Bad Request\"\n";
 constexpr const char* ServerError = "\"Internal Server Error\"\n";
 constexpr const char* NotAvailable = "{\n\t\"Available\" : false\n}\n";
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 SHttpResponse ScanWlan()
 {

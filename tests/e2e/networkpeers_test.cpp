@@ -1,4 +1,3 @@
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <signal.h>
@@ -6,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +12,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 #include "tests/support/neighbour.h"
 
 namespace
@@ -31,14 +30,6 @@ constexpr seconds ConnectTime{3};
 
 /// What a busy machine may add. Nothing here is to take so long by itself.
 constexpr seconds Allowance{4};
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 SHttpResponse Get(const std::string& path)
 {

@@ -1,4 +1,3 @@
-#include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
 
@@ -7,12 +6,12 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 
 using testing::HasSubstr;
 
@@ -22,14 +21,6 @@ namespace
 constexpr const char* Route = "/config/scheduledcharging/schedules";
 constexpr const char* File = "local_charging_schedules";
 constexpr int LocalScheduledCharging = 12;
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 std::string Text(const Json::Value& value)
 {

@@ -220,7 +220,7 @@ TEST_F(SoftwareUpdate, BadDescriptorsCountAsEmptyAndTheProcessStays)
     ExpectCleanEnd();
 }
 
-TEST_F(SoftwareUpdate, BadRequestsAreA400AndNobodyIsAskedForPackages)
+TEST_F(SoftwareUpdate, BadRequestsAreRefusedAndNobodyIsAskedForPackages)
 {
     StartAll();
     const std::string path = "/system/software/automatic-update/update";

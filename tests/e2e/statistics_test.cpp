@@ -1,4 +1,3 @@
-#include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
 
@@ -8,7 +7,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -16,6 +14,8 @@
 
 #include "tests/e2e/stationtest.h"
 #include "tests/e2e/steppedclock.h"
+#include "tests/support/eventually.h"
+#include "tests/support/jsontext.h"
 
 using testing::AllOf;
 using testing::Ge;
@@ -35,14 +35,6 @@ enum EState : int
 /// Seconds of a day and of an hour.
 constexpr std::time_t Day = 86400;
 constexpr std::time_t Hour = 3600;
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 SHttpResponse Ask(const std::string& method, const std::string& path, const std::string& body = {})
 {
@@ -67,21 +59,6 @@ std::string UtcNow()
     std::string text(sizeof "0000-00-00T00:00:00Z" - 1, ' ');
     std::strftime(text.data(), text.size() + 1, "%FT%TZ", &utc);
     return text;
-}
-
-template <class Condition>
-bool Eventually(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + TestPatience;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-        {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 /// A station whose process has its time from a server, or not, and is in a zone where it is about noon.

@@ -1,26 +1,17 @@
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <atomic>
-#include <sstream>
 #include <thread>
 
 #include <gmock/gmock.h>
 
 #include "tests/e2e/stationtest.h"
+#include "tests/support/jsontext.h"
 
 using testing::HasSubstr;
 
 namespace
 {
-
-Json::Value Parse(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream stream(text);
-    stream >> value;
-    return value;
-}
 
 SHttpResponse Reboot(const std::string& body, const HttpHeaders& headers = LoggedInWithJson)
 {

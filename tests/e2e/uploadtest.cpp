@@ -16,21 +16,6 @@ namespace
 
 const std::string Password = "correct horse";
 
-template <class Condition>
-bool Eventually(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + TestPatience;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-        {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
-}
-
 } // namespace
 
 UploadTest::UploadTest()

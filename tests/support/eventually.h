@@ -3,11 +3,28 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
 /// How long a test waits for what must happen before it fails.
 constexpr std::chrono::seconds TestPatience{20};
+
+/// Looks again and again, for what nobody tells of. @return whether the condition came true
+template <class Condition>
+bool Eventually(Condition condition)
+{
+    const auto end = std::chrono::steady_clock::now() + TestPatience;
+    while (!condition())
+    {
+        if (std::chrono::steady_clock::now() > end)
+        {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 /// Values that another thread hands over, in order. Threads: any.
 template <class T>

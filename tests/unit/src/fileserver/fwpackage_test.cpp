@@ -279,7 +279,7 @@ TEST_F(FwPackage, StaysOverTheLimitHoweverMuchIsOffered)
     const auto writer = package->TryLockWrite();
     constexpr std::int32_t Largest = std::numeric_limits<std::int32_t>::max();
 
-    // without a look at the bytes; the third makes it 32 bits
+    // without a look at the bytes; the third goes beyond 32 bits
     EXPECT_FALSE(writer->Write(nullptr, Largest));
     EXPECT_FALSE(writer->Write(nullptr, Largest));
     EXPECT_FALSE(Write(*writer, "xy"));
@@ -424,8 +424,14 @@ TEST_F(FwPackage, OfManyThreadsOneAtATimeGetsThePackage)
 {
     std::atomic<int> holders = 0;
     std::atomic<int> gained = 0;
+    std::atomic<int> waiting = 2;
     const auto compete = [&]
     {
+        --waiting;
+        while (waiting > 0)
+        {
+            std::this_thread::yield();
+        }
         for (int i = 0; i < 500; ++i)
         {
             if (const auto installer = package->TryLockInstall())
